@@ -1,0 +1,17 @@
+# One place decides which Qt is used: the library links `semQtCore`, `semQtWidgets` and
+# `semQtNetwork`, whatever the version.
+if(SEM_QT4)
+    find_package(Qt4 4.8 REQUIRED QtCore QtGui QtNetwork)
+    set(semQtCore Qt4::QtCore)
+    set(semQtWidgets Qt4::QtGui)
+    set(semQtNetwork Qt4::QtNetwork)
+    # Otherwise the library would call itself a debug build and a release host would refuse it.
+    add_compile_definitions($<$<NOT:$<CONFIG:Debug>>:QT_NO_DEBUG>)
+else()
+    find_package(Qt5 5.15 REQUIRED COMPONENTS Core Gui Widgets Network Test)
+    set(semQtCore Qt5::Core)
+    set(semQtWidgets Qt5::Widgets)
+    set(semQtNetwork Qt5::Network)
+    # QMatrix and error(SocketError) are what Qt 4.8 has.
+    add_compile_definitions(QT_NO_DEPRECATED_WARNINGS)
+endif()
