@@ -7,6 +7,7 @@
 #include <QVector>
 
 #include <functional>
+#include <memory>
 
 namespace layout {
 
@@ -21,8 +22,11 @@ struct Label {
 struct Layer {
     int number;
     QVector<QPolygon> polygons;
-    QVector<QRect> bounds; ///< bounding box of each polygon, same index
+    QVector<QRect>
+        bounds; ///< of each polygon, same index; right() and bottom() are its largest x and y
 };
+
+class LayerGrid;
 
 /// A chip design read from a GDSII file: everything flattened into polygons per layer, with a grid
 /// over each layer so that a window of a large chip is found without walking all of it.
@@ -39,18 +43,18 @@ public:
     const QVector<Layer> &layers() const { return m_layers; } ///< ascending layer numbers
     const QVector<Label> &labels() const { return m_labels; }
 
-    /// Calls `visit` once for each polygon of layer `layerIndex` whose bounding box touches `window`,
-    /// in the order of the file.
+    /// Calls `visit` once for each polygon of layer `layerIndex` whose bounding box touches
+    /// `window`, in the order of the file.
     void forEachPolygon(int layerIndex, const QRectF &window,
                         const std::function<void(const QPolygon &, const QRect &)> &visit) const;
 
 private:
-    struct Grid; // to be defined by the implementation
     QString m_name;
     double m_databaseUnitMetres = 1e-9;
     QRect m_bounds;
     QVector<Layer> m_layers;
     QVector<Label> m_labels;
+    QVector<std::shared_ptr<const LayerGrid>> m_grids; // one per layer
 };
 
 } // namespace layout
