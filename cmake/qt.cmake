@@ -3,6 +3,7 @@
 if(SEM_QT4)
     find_package(Qt4 4.8 REQUIRED QtCore QtGui QtNetwork)
     set(semQtCore Qt4::QtCore)
+    set(semQtImage Qt4::QtGui)
     set(semQtWidgets Qt4::QtGui)
     set(semQtNetwork Qt4::QtNetwork)
     # Otherwise the library would call itself a debug build and a release host would refuse it.
@@ -10,6 +11,7 @@ if(SEM_QT4)
 else()
     find_package(Qt5 5.15 REQUIRED COMPONENTS Core Gui Widgets Network Test)
     set(semQtCore Qt5::Core)
+    set(semQtImage Qt5::Gui)
     set(semQtWidgets Qt5::Widgets)
     set(semQtNetwork Qt5::Network)
     # QMatrix and error(SocketError) are what Qt 4.8 has.

@@ -1,0 +1,89 @@
+#include "alignment/stagemap.h"
+
+#include <QLineF>
+#include <QTransform>
+
+#include <cmath>
+
+namespace {
+double length(const QPointF &vector)
+{
+    return std::sqrt(vector.x() * vector.x() + vector.y() * vector.y());
+}
+
+// Written so that a scale that is not a number fails, too.
+bool scaleFits(double measured, double nominal)
+{
+    return nominal <= 1.2 * measured && 0.8 * measured <= nominal;
+}
+
+bool accept(const QMatrix &candidate, QMatrix *map)
+{
+    if (!isUsable(candidate))
+        return false;
+    *map = candidate;
+    return true;
+}
+
+/// Points as columns in homogeneous form.
+QTransform columns(const QPointF &a, const QPointF &b, const QPointF &c)
+{
+    return QTransform(a.x(), b.x(), c.x(), a.y(), b.y(), c.y(), 1, 1, 1);
+}
+}
+
+double nominalStageScale(double databaseUnits)
+{
+    return 0.001 / databaseUnits;
+}
+
+bool isUsable(const QMatrix &map)
+{
+    const double terms[]
+        = {map.m11(), map.m12(), map.m21(), map.m22(), map.dx(), map.dy(), map.determinant()};
+    for (size_t i = 0; i < sizeof terms / sizeof terms[0]; ++i)
+        if (!qIsFinite(terms[i]))
+            return false;
+    return map.determinant() != 0.0;
+}
+
+QMatrix onePairMap(const AlignmentPair &pair, double databaseUnits)
+{
+    const double scale = -nominalStageScale(databaseUnits);
+    QMatrix map;
+    map.translate(pair.design.x(), pair.design.y());
+    map.scale(scale, scale);
+    map.translate(-pair.stage.x(), -pair.stage.y());
+    return map;
+}
+
+bool twoPairMap(const AlignmentPair &first, const AlignmentPair &second, double databaseUnits,
+                QMatrix *map)
+{
+    const QPointF stageSide = second.stage - first.stage;
+    const QPointF designSide = second.design - first.design;
+    const double scale = length(designSide) / length(stageSide);
+    if (!scaleFits(scale, nominalStageScale(databaseUnits)))
+        return false;
+    QMatrix candidate;
+    candidate.translate(first.design.x(), first.design.y());
+    candidate.scale(-scale, -scale);
+    // The line that runs back makes good for the negative scale: no mirroring remains.
+    candidate.rotate(QLineF(stageSide, QPointF()).angle() - QLineF(QPointF(), designSide).angle());
+    candidate.translate(-first.stage.x(), -first.stage.y());
+    return accept(candidate, map);
+}
+
+bool threePairMap(const AlignmentPair pairs[3], double databaseUnits, QMatrix *map)
+{
+    bool invertible = false;
+    const QTransform stage
+        = columns(pairs[0].stage, pairs[1].stage, pairs[2].stage).inverted(&invertible);
+    if (!invertible)
+        return false;
+    const QTransform design = columns(pairs[0].design, pairs[1].design, pairs[2].design);
+    const QMatrix candidate = (design * stage).transposed().toAffine();
+    const double nominal = nominalStageScale(databaseUnits);
+    return scaleFits(-candidate.m11(), nominal) && scaleFits(-candidate.m22(), nominal)
+        && accept(candidate, map);
+}

@@ -1,0 +1,132 @@
+// What is remembered between two runs: scan parameters, the microscope's address, the display mode,
+// and the alignment of every design.
+
+#include "panel/semcontrol.h"
+#include "plugin/backgroundsem.h"
+#include "sem/tescan.h"
+
+#include <QSettings>
+#include <QStringList>
+
+#include <cstdio>
+
+namespace {
+const int defaultScanSize = 512;
+const int defaultDwellNs = 500;
+const double maximumFrameSeconds = 3.0;
+// A larger map is thinned when it is written.
+const int wholeMapEntries = 100;
+// Name and two pairs.
+const int minimumFields = 9;
+
+const char imageSizeKey[] = "tescan/imageSize";
+const char portKey[] = "tescan/port";
+const char hostKey[] = "tescan/host";
+const char detectorKey[] = "tescan/detector";
+const char dwellKey[] = "tescan/dwelltime";
+const char displayKey[] = "tescan/display";
+const char alignMapKey[] = "tescan/alignMap";
+
+int readInt(const QSettings &settings, const char *key, int defaultValue)
+{
+    return settings.value(QLatin1String(key), defaultValue).toInt();
+}
+
+void selectContaining(QComboBox *list, const QString &text)
+{
+    const int index = list->findData(text, Qt::DisplayRole, Qt::MatchContains);
+    if (index >= 0)
+        list->setCurrentIndex(index);
+}
+
+QString number(double value)
+{
+    return QString::number(value, 'g', 10);
+}
+
+QString entryText(const QString &name, const QPolygonF &points)
+{
+    QString text = name;
+    for (int i = 0; i < points.size(); ++i)
+        text += QLatin1Char(';') + number(points.at(i).x()) + QLatin1Char(';')
+            + number(points.at(i).y());
+    return text;
+}
+
+QStringList entryTexts(const QMap<QString, QPolygonF> &alignments)
+{
+    QStringList texts;
+    const int step = alignments.size() > wholeMapEntries ? 2 : 1;
+    int index = 0;
+    QMap<QString, QPolygonF>::const_iterator entry = alignments.constBegin();
+    for (; entry != alignments.constEnd(); ++entry, ++index)
+        // Nothing escapes a semicolon: such an entry would come back as that of another design.
+        if (index % step == 0 && !entry.key().contains(QLatin1Char(';')))
+            texts.append(entryText(entry.key(), entry.value()));
+    return texts;
+}
+}
+
+/// Reads what the link is built from, and the rest that needs no panel; returns the frame's edge.
+int backgroundSEM::restoreScan(QSettings &settings, int *dwellNs, int *detector)
+{
+    *detector = readInt(settings, detectorKey, 0);
+    *dwellNs = readInt(settings, dwellKey, defaultDwellNs);
+    int scanSize = readInt(settings, imageSizeKey, defaultScanSize);
+    displayMode = readInt(settings, displayKey, DisplayCross);
+    restoreAlignments(settings);
+    if (double(*dwellNs) * scanSize * scanSize / 1e9 > maximumFrameSeconds) {
+        scanSize = defaultScanSize;
+        *dwellNs = defaultDwellNs;
+    }
+    return scanSize < 1 || scanSize > tescan::maximumScanSize ? defaultScanSize : scanSize;
+}
+
+void backgroundSEM::restoreAlignments(const QSettings &settings)
+{
+    const QStringList entries = settings.value(QLatin1String(alignMapKey)).toStringList();
+    for (int entry = 0; entry < entries.size(); ++entry) {
+        const QStringList fields = entries.at(entry).split(QLatin1Char(';'));
+        if (fields.size() < minimumFields)
+            continue;
+        QPolygonF points;
+        for (int i = 2; i < fields.size(); i += 2)
+            points.append(QPointF(fields.at(i - 1).toDouble(), fields.at(i).toDouble()));
+        alignMap.insert(fields.at(0), points);
+    }
+}
+
+void backgroundSEM::restorePanel(QSettings &settings, int dwellNs, int scanSize)
+{
+    const int port = readInt(settings, portKey, 8300);
+    panel->host->setText(
+        settings.value(QLatin1String(hostKey), QLatin1String("127.0.0.1")).toString());
+    panel->port->setValue(port);
+    selectContaining(panel->dwellTime, QString::number(dwellNs) + QLatin1String("ns"));
+    selectContaining(panel->imageSize, QString::number(scanSize) + QLatin1Char('x'));
+}
+
+void backgroundSEM::save()
+{
+    QSettings settings;
+    const struct {
+        const char *key;
+        QVariant value;
+    } values[] = {
+        {imageSizeKey, sem->scanSize},
+        {portKey, sem->semPort},
+        {hostKey, sem->semHost},
+        {detectorKey, sem->detectorIndex},
+        {dwellKey, sem->dwellNs},
+        {displayKey, displayMode},
+        {alignMapKey, entryTexts(alignMap)},
+    };
+    for (size_t i = 0; i < sizeof values / sizeof values[0]; ++i)
+        settings.setValue(QLatin1String(values[i].key), values[i].value);
+    settings.sync();
+    if (settings.status() != QSettings::NoError) {
+        std::printf("settings could not be written to %s\n",
+                    settings.fileName().toLocal8Bit().constData());
+        std::fflush(stdout);
+    }
+}

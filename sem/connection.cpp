@@ -1,0 +1,80 @@
+// Bringing the two channels up and down, and the polls that run while the control channel is up.
+
+#include "sem/tescan.h"
+
+void tescan::connectToSEM(QString host, int port, int)
+{
+    dropConnection();
+    semHost = host;
+    semPort = port;
+    controlSocket->connectToHost(semHost, quint16(semPort), QIODevice::ReadWrite);
+    emit setStatus("connecting...");
+}
+
+void tescan::dropConnection()
+{
+    ++m_attempt;
+    if (linkState >= AwaitDataPort)
+        disconnected();
+    QTcpSocket *const sockets[] = {controlSocket, dataSocket};
+    for (int i = 0; i < 2; ++i) {
+        const bool blocked = sockets[i]->blockSignals(true);
+        sockets[i]->abort();
+        sockets[i]->blockSignals(blocked);
+    }
+    receiveBuffer.clear();
+    dataBuffer.clear();
+    m_skipControl = m_skipData = 0;
+    headerFlags = 0;
+}
+
+void tescan::connected()
+{
+    TcpRegDataPort(dataPort);
+    linkState = AwaitDataPort;
+    emit setStatus("connecting data channel...");
+    DtEnumDetectors();
+}
+
+void tescan::disconnected()
+{
+    emit setStatus("disconnected...");
+    dataSocket->disconnectFromHost();
+    controlSocket->disconnectFromHost();
+    linkState = NotConnected;
+}
+
+void tescan::triggerTimer()
+{
+    if (linkState >= AwaitDataPort && linkState <= AwaitDataPortLast) {
+        dataPort += 2;
+        TcpRegDataPort(dataPort);
+    }
+    if (linkState >= AwaitDataPort) {
+        headerFlags = 0;
+        StgGetPosition();
+        GetViewField();
+    }
+}
+
+void tescan::receive(QTcpSocket *socket, QByteArray *buffer, qint64 *skip)
+{
+    const QByteArray bytes = socket->readAll();
+    const int skipped = int(qMin<qint64>(*skip, bytes.size()));
+    *skip -= skipped;
+    if (skipped == 0 && buffer->isEmpty())
+        *buffer = bytes; // shares the bytes instead of copying them
+    else
+        buffer->append(bytes.constData() + skipped, bytes.size() - skipped);
+}
+
+/// Whether the message of `length` bytes at `start` has arrived whole. One that is still incomplete
+/// beyond `maximum` bytes can be nothing the instrument sends: the rest of it is to be skipped as it
+/// arrives, so that no announced size makes the buffer grow without bound.
+bool tescan::complete(QByteArray *buffer, int start, qint64 length, int maximum, qint64 *skip)
+{
+    const qint64 held = buffer->size() - start;
+    if (held < length && held > maximum)
+        *skip = length - held;
+    return held >= length;
+}
