@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that build and tests need, those that are missing only.
+set -euo pipefail
+
+packages=(g++ cmake ninja-build qtbase5-dev libgdsii-dev fonts-dejavu-core)
+
+missing=()
+for package in "${packages[@]}"; do
+    [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] \
+        || missing+=("$package")
+done
+[ ${#missing[@]} -gt 0 ] || exit 0
+
+sudo=()
+[ "$(id -u)" = 0 ] || sudo=(sudo)
+echo "installing ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+"${sudo[@]}" apt-get update -qq
+"${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
