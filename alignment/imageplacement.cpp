@@ -1,5 +1,7 @@
 #include "alignment/imageplacement.h"
 
+#include <qnumeric.h>
+
 namespace {
 double zoomedScale(double scale, double from, double to, double nominal)
 {

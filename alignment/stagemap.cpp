@@ -2,6 +2,7 @@
 
 #include <QLineF>
 #include <QTransform>
+#include <qnumeric.h>
 
 #include <cmath>
 

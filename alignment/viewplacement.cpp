@@ -6,6 +6,8 @@
 #include "plugin/backgroundsem.h"
 #include "sem/tescan.h"
 
+#include <qnumeric.h>
+
 struct backgroundSEM::HostValues {
     double *values[7];
 

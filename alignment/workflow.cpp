@@ -5,6 +5,8 @@
 #include "plugin/backgroundsem.h"
 #include "sem/tescan.h"
 
+#include <qnumeric.h>
+
 namespace {
 const int seekingOffset = 10;
 const int confirmingOffset = 20;

@@ -6,8 +6,6 @@ if(SEM_QT4)
     set(semQtImage Qt4::QtGui)
     set(semQtWidgets Qt4::QtGui)
     set(semQtNetwork Qt4::QtNetwork)
-    # Otherwise the library would call itself a debug build and a release host would refuse it.
-    add_compile_definitions($<$<NOT:$<CONFIG:Debug>>:QT_NO_DEBUG>)
 else()
     find_package(Qt5 5.15 REQUIRED COMPONENTS Core Gui Widgets Network Test)
     set(semQtCore Qt5::Core)
