@@ -1,0 +1,173 @@
+#include "host/pluginsession.h"
+#include "host/viewtransform.h"
+#include "plugin/backgroundplugin.h"
+
+#include <QWidget>
+
+#include <limits>
+
+namespace viewer {
+
+static const int fetchIntervalMs = 33;
+
+PluginSession::PluginSession(Background *background, QObject *parent)
+    : QObject(parent)
+    , m_background(background)
+{
+    m_imageTimer.setSingleShot(true);
+    m_imageTimer.setTimerType(Qt::PreciseTimer);
+    connect(&m_imageTimer, &QTimer::timeout, this, &PluginSession::fetchImage);
+}
+
+PluginSession::~PluginSession()
+{
+    stop();
+}
+
+bool PluginSession::load(const QString &file, QString *error)
+{
+    m_loader.setFileName(file);
+    QObject *plugin = m_loader.instance();
+    if (!plugin) {
+        *error = tr("Cannot load the background plugin %1: %2").arg(file, m_loader.errorString());
+        return false;
+    }
+    if (attach(plugin))
+        return true;
+    *error = tr("%1 holds no background plugin.").arg(file);
+    delete plugin;
+    m_loader.unload();
+    return false;
+}
+
+bool PluginSession::attach(QObject *plugin)
+{
+    m_interface = qobject_cast<backgroundPlugIn *>(plugin);
+    if (!m_interface)
+        return false;
+    m_plugin = plugin;
+    connectPlugin();
+    m_interface->init();
+    reportDesign();
+    return true;
+}
+
+// The plugin's class is not known here, so its signals are found by name.
+void PluginSession::connectPlugin()
+{
+    const struct {
+        const char *signal, *member;
+    } connections[] = {
+        { SIGNAL(imageUpdate()), SLOT(noteImage()) },
+        { SIGNAL(posUpdate()), SLOT(takePosition()) },
+        { SIGNAL(addWidget(QWidget *, QString)), SIGNAL(panelAdded(QWidget *, QString)) },
+        { SIGNAL(removeWidget(QWidget *)), SIGNAL(panelRemoved(QWidget *)) },
+        { SIGNAL(centerImage()), SLOT(centre()) },
+        { SIGNAL(requestAlignManuel()), SIGNAL(manualAlignmentRequested()) },
+        { SIGNAL(requestAlignAssist()), SIGNAL(assistedAlignmentRequested()) },
+        { SIGNAL(requestCloneImage()), SIGNAL(cloneRequested()) },
+        { SIGNAL(requestView()), SIGNAL(viewRequested()) },
+        { SIGNAL(requestDefaultMode()), SIGNAL(defaultModeRequested()) },
+        { SIGNAL(requestDesignName()), SLOT(reportDesign()) },
+    };
+    for (const auto &connection : connections)
+        connect(m_plugin, connection.signal, this, connection.member);
+}
+
+void PluginSession::stop()
+{
+    m_imageTimer.stop();
+    m_interface = nullptr;
+    if (m_plugin) {
+        disconnect(m_plugin, nullptr, this, nullptr);
+        delete m_plugin;
+    }
+    m_background->setImage(QImage());
+    if (m_loader.isLoaded())
+        m_loader.unload();
+}
+
+QString PluginSession::pluginName() const
+{
+    return m_interface ? m_interface->getName() : QString();
+}
+
+// The image lies where it lies in metres: its coordinates follow the database unit.
+void PluginSession::setDesign(const QString &name, double databaseUnitMetres)
+{
+    if (m_databaseUnitMetres > 0 && databaseUnitMetres != m_databaseUnitMetres)
+        m_background->rescale(m_databaseUnitMetres / databaseUnitMetres);
+    m_designName = name;
+    m_databaseUnitMetres = databaseUnitMetres;
+    reportDesign();
+}
+
+// The unit first: the name brings back a stored alignment, which is checked with the unit.
+void PluginSession::reportDesign()
+{
+    if (!m_interface || m_databaseUnitMetres <= 0)
+        return;
+    m_interface->setDatabaseUnits(m_databaseUnitMetres);
+    m_interface->getDesignName(m_designName);
+}
+
+static int wholeUnits(double coordinate)
+{
+    const double limit = std::numeric_limits<int>::max();
+    return qRound(qBound(-limit, coordinate, limit));
+}
+
+void PluginSession::reportView(const ViewTransform &view)
+{
+    if (m_interface)
+        m_interface->getView(view.zoom(), wholeUnits(view.centre().x()),
+                             wholeUnits(view.centre().y()), view.size().width(),
+                             view.size().height());
+}
+
+bool PluginSession::invoke(const char *slot)
+{
+    return m_plugin && QMetaObject::invokeMethod(m_plugin, slot);
+}
+
+// A scan reports every few lines; the screen needs no more than 30 images a second.
+void PluginSession::noteImage()
+{
+    if (m_imageTimer.isActive())
+        return;
+    const qint64 elapsed = m_sinceFetch.isValid() ? m_sinceFetch.elapsed() : fetchIntervalMs;
+    m_imageTimer.start(int(qBound<qint64>(0, fetchIntervalMs - elapsed, fetchIntervalMs)));
+}
+
+void PluginSession::fetchImage()
+{
+    m_imageTimer.stop();
+    m_sinceFetch.start();
+    if (m_interface)
+        m_background->setImage(m_interface->getImage());
+}
+
+void PluginSession::takePosition()
+{
+    if (!m_interface || m_takingPosition)
+        return; // the call under way answers this one as well
+    m_takingPosition = true;
+    Placement p = m_background->placement();
+    m_interface->getPos(&p.x, &p.y, &p.scaleX, &p.scaleY, &p.shearH, &p.shearV, &p.rotationDegrees);
+    m_takingPosition = false;
+    m_background->setPlacement(p);
+    if (m_centreAfterPosition)
+        centre();
+}
+
+// The first placement asks for this before it has handed back the values, and with a new image.
+void PluginSession::centre()
+{
+    m_centreAfterPosition = m_takingPosition;
+    if (m_takingPosition)
+        return;
+    fetchImage();
+    emit centreRequested();
+}
+
+} // namespace viewer

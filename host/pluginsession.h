@@ -1,0 +1,76 @@
+#ifndef HOST_PLUGINSESSION_H
+#define HOST_PLUGINSESSION_H
+
+#include "host/background.h"
+
+#include <QElapsedTimer>
+#include <QPluginLoader>
+#include <QPointer>
+#include <QTimer>
+
+class backgroundPlugIn;
+
+namespace viewer {
+
+class ViewTransform;
+
+/// The host's side of the contract with a background plugin: connects its signals, reports design
+/// and view, fetches image and placement into a Background. What concerns windows is passed on as
+/// signals.
+class PluginSession : public QObject {
+    Q_OBJECT
+public:
+    explicit PluginSession(Background *background, QObject *parent = nullptr);
+    ~PluginSession() override;
+
+    /// Loads the library `file` and starts its plugin; on failure puts the reason into `error`.
+    bool load(const QString &file, QString *error);
+    /// Starts a plugin object and takes ownership of it; false if it is no background plugin.
+    bool attach(QObject *plugin);
+    /// Deletes the plugin object and unloads the library. The panel must be out of the window.
+    void stop();
+
+    QObject *plugin() const { return m_plugin; }
+    QString pluginName() const;
+
+    /// Reports the design on the screen, now and after the start of a plugin.
+    void setDesign(const QString &name, double databaseUnitMetres);
+    void reportView(const ViewTransform &view);
+    /// Calls one of the plugin's public slots that take no arguments.
+    bool invoke(const char *slot);
+
+signals:
+    void panelAdded(QWidget *panel, const QString &name);
+    void panelRemoved(QWidget *panel);
+    void centreRequested();
+    void manualAlignmentRequested();
+    void assistedAlignmentRequested();
+    void cloneRequested();
+    void viewRequested(); ///< answer with reportView()
+    void defaultModeRequested();
+
+private slots:
+    void noteImage();
+    void takePosition();
+    void centre();
+    void reportDesign();
+
+private:
+    void connectPlugin();
+    void fetchImage();
+
+    Background *m_background;
+    QPluginLoader m_loader;
+    QPointer<QObject> m_plugin;
+    backgroundPlugIn *m_interface = nullptr;
+    QString m_designName;
+    double m_databaseUnitMetres = 0; ///< 0 while no design is open
+    QTimer m_imageTimer;
+    QElapsedTimer m_sinceFetch;
+    bool m_takingPosition = false;
+    bool m_centreAfterPosition = false;
+};
+
+} // namespace viewer
+
+#endif
