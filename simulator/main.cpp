@@ -1,0 +1,38 @@
+#include "simulator/options.h"
+#include "simulator/report.h"
+#include "simulator/simulator.h"
+
+#include <QCoreApplication>
+
+#include <cstdio>
+
+namespace {
+
+int fail(const QString &reason, int code)
+{
+    std::fprintf(stderr, "microscope-simulator: %s\n", qPrintable(reason));
+    return code;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName("microscope-simulator");
+    QCoreApplication::setApplicationVersion("1.0");
+
+    simulator::Options options;
+    QString error;
+    if (!simulator::parseOptions(QCoreApplication::arguments(), &options, &error))
+        return fail(error, 2);
+    simulator::Simulator simulator;
+    if (!simulator.start(options, &error))
+        return fail(error, 1);
+    simulator::report(QStringLiteral("specimen: %1")
+                          .arg(options.designFile.isEmpty() ? "test pattern" : options.designFile));
+    simulator::report(QStringLiteral("serving control port %1, data port %2")
+                          .arg(simulator.controlPort())
+                          .arg(simulator.dataPort()));
+    return QCoreApplication::exec();
+}
