@@ -11,6 +11,8 @@ static const QRgb colours[] = {
     0x4db6ac, 0xe57373, 0xaed581, 0x7986cb, 0xffb74d, 0x90a4ae,
 };
 static const int fillAlpha = 56;
+// Crowded thin shapes replace each other instead of adding up, so the background is never buried.
+static const int thinAlpha = 84;
 static const int maxLabels = 400; ///< on the screen; more would only be a carpet
 
 QColor layerColour(int index)
@@ -34,15 +36,14 @@ public:
 private:
     void drawLayer(int index);
     void drawPolygon(const QPolygon &polygon, const QRect &bounds);
-    void drawSmall(const QRectF &screenBounds);
     void drawLabels();
     void drawLabel(const layout::Label &label);
 
     const LayerScene &m_scene;
     const QTransform m_toScreen;
-    QImage m_picture;
+    QImage m_picture, m_layerPicture; // a layer is drawn by itself, then laid over the others
     QPainter m_painter;
-    QColor m_colour;
+    QPen m_outline, m_thinOutline;
     QVector<QRectF> m_takenByLabels;
 };
 
@@ -53,14 +54,23 @@ Renderer::Renderer(const LayerScene &scene)
 {
     m_picture.setDevicePixelRatio(scene.devicePixelRatio);
     m_picture.fill(Qt::transparent);
+    m_layerPicture = m_picture;
 }
 
 QImage Renderer::render()
 {
+    QPainter whole(&m_picture);
+    for (int i = 0; i < m_scene.design->layers().size(); ++i) {
+        if (m_scene.hiddenLayers.contains(m_scene.design->layers()[i].number))
+            continue;
+        m_layerPicture.fill(Qt::transparent);
+        m_painter.begin(&m_layerPicture);
+        drawLayer(i);
+        m_painter.end();
+        whole.drawImage(0, 0, m_layerPicture);
+    }
+    whole.end();
     m_painter.begin(&m_picture);
-    for (int i = 0; i < m_scene.design->layers().size(); ++i)
-        if (!m_scene.hiddenLayers.contains(m_scene.design->layers()[i].number))
-            drawLayer(i);
     drawLabels();
     m_painter.end();
     return m_picture;
@@ -68,10 +78,11 @@ QImage Renderer::render()
 
 void Renderer::drawLayer(int index)
 {
-    m_colour = layerColour(index);
-    QColor fill = m_colour;
+    QColor faint = layerColour(index), fill = faint;
+    faint.setAlpha(thinAlpha);
     fill.setAlpha(fillAlpha);
-    m_painter.setPen(QPen(m_colour, 0));
+    m_outline = QPen(layerColour(index), 0);
+    m_thinOutline = QPen(faint, 0);
     m_painter.setBrush(fill);
     m_scene.design->forEachPolygon(
         index, m_scene.view.visible(),
@@ -97,8 +108,15 @@ static bool isRectangle(const QPolygon &polygon)
 void Renderer::drawPolygon(const QPolygon &polygon, const QRect &bounds)
 {
     const QRectF box = m_toScreen.mapRect(extent(bounds));
-    if (box.width() < 2 && box.height() < 2)
-        return drawSmall(box);
+    if (box.width() < 2 && box.height() < 2) {
+        m_painter.setCompositionMode(QPainter::CompositionMode_Source);
+        m_painter.fillRect(QRect(box.topLeft().toPoint(), QSize(1, 1)), m_thinOutline.color());
+        return;
+    }
+    const bool isThin = meanWidth(polygon) * m_scene.view.zoom() < 3;
+    m_painter.setPen(isThin ? m_thinOutline : m_outline);
+    m_painter.setCompositionMode(isThin ? QPainter::CompositionMode_Source
+                                        : QPainter::CompositionMode_SourceOver);
     // The margin hides the edges along which a polygon is cut.
     const QRectF screen = QRectF(QPointF(), QSizeF(m_scene.view.size())).adjusted(-8, -8, 8, 8);
     if (isRectangle(polygon)) {
@@ -113,11 +131,6 @@ void Renderer::drawPolygon(const QPolygon &polygon, const QRect &bounds)
     m_painter.setRenderHint(QPainter::Antialiasing, !isManhattan(polygon));
     m_painter.drawPolygon(shape, Qt::WindingFill);
     m_painter.setRenderHint(QPainter::Antialiasing, false);
-}
-
-void Renderer::drawSmall(const QRectF &box)
-{
-    m_painter.fillRect(QRect(box.topLeft().toPoint(), QSize(1, 1)), m_colour);
 }
 
 void Renderer::drawLabels()
@@ -139,7 +152,7 @@ void Renderer::drawLabel(const layout::Label &label)
 {
     const QPointF anchor = m_toScreen.map(QPointF(label.position));
     QRectF box = m_painter.fontMetrics().boundingRect(label.text).adjusted(-3, -1, 3, 1);
-    box.moveCenter(anchor);
+    box.moveBottomLeft(anchor + QPointF(6, -6)); // beside the spot, which stays visible
     for (const QRectF &taken : qAsConst(m_takenByLabels))
         if (taken.intersects(box))
             return;

@@ -1,5 +1,7 @@
 #include "host/polygonclip.h"
 
+#include <cmath>
+
 namespace viewer {
 
 namespace {
@@ -49,6 +51,17 @@ bool isManhattan(const QPolygon &polygon)
             return false;
     }
     return true;
+}
+
+double meanWidth(const QPolygon &polygon)
+{
+    double doubleArea = 0, length = 0;
+    for (int i = 0; i < polygon.size(); ++i) {
+        const QPointF from = polygon[i], to = polygon[(i + 1) % polygon.size()];
+        doubleArea += from.x() * to.y() - to.x() * from.y();
+        length += std::hypot(to.x() - from.x(), to.y() - from.y());
+    }
+    return length > 0 ? std::abs(doubleArea) / length : 0;
 }
 
 } // namespace viewer

@@ -12,6 +12,9 @@ QPolygonF clipPolygon(const QPolygonF &polygon, const QRectF &window);
 /// True when all edges are horizontal or vertical.
 bool isManhattan(const QPolygon &polygon);
 
+/// About how wide the polygon is across, in its own units: a wire's width, a square's half side.
+double meanWidth(const QPolygon &polygon);
+
 } // namespace viewer
 
 #endif
