@@ -234,6 +234,9 @@ bool Checker::takeInElement(const Record &record)
     } else if (record.type == String) {
         payload = QByteArray::number(m_stream->texts.size());
         m_stream->texts.append(record.text());
+    } else if (record.type == STrans) {
+        // the library looks for the mirroring in the lowest bit of the first byte, not the highest
+        payload = QByteArray(record.payload.at(0) & 0x80 ? "\1\0" : "\0\0", 2);
     } else if (record.type == XY) {
         m_points = payload.size() / 8;
     } else if (record.type == ColRow) {

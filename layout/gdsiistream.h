@@ -10,8 +10,8 @@ namespace layout {
 /// A GDSII file whose records were all checked. The reading library leaves the process on a broken
 /// file, so it gets nothing but `bytes`.
 struct GdsiiStream {
-    /// The records that make geometry. Structures are named by their number and texts stand as
-    /// theirs, because the library alters characters it does not like.
+    /// The records that make geometry, the way the library understands them. Structures are named
+    /// by their number and texts stand as theirs, because it alters characters it does not like.
     QByteArray bytes;
     QByteArray libraryName;
     QVector<QByteArray> texts; ///< as in the file, by number
