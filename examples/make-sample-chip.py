@@ -215,6 +215,7 @@ def pads(rng, chip, core):
                               (HEIGHT - 140 * UM, HEIGHT - 140 * UM, core[3])):
             chip.place("PAD", x, y)
             bend, target = (edge + near) // 2, x + rng.randrange(-60, 150) * UM
+            target = min(max(target, core[0] + 20 * UM), core[2] - 20 * UM)
             chip.path(METAL2, rng.choice((6, 10, 14)) * UM,
                       [(x + 45 * UM, edge), (x + 45 * UM, bend), (target, bend), (target, near)], 0)
     for index in range(7):
