@@ -22,6 +22,8 @@ static void describe(QCommandLineParser *parser)
           "--connect.",
           "HOST:PORT" },
         { "display", "Chooses the display mode: live, box, cross or none.", "MODE" },
+        { "set", "Chooses an entry of one of the panel's lists, such as imageSize=2048x2048.",
+          "LIST=ENTRY" },
         { "size", "Size of the window in pixels.", "WxH" },
         { "view", "Centre and width of the view in micrometres.", "X,Y,WIDTH" },
         { "zoom-to-image", "Shows the microscope image once it is placed." },
@@ -32,6 +34,19 @@ static void describe(QCommandLineParser *parser)
     QCommandLineOption plain(plainConnect);
     plain.setFlags(QCommandLineOption::HiddenFromHelp);
     parser->addOption(plain);
+}
+
+// Qt compares whole arguments, so "--plugin=FILE" escapes it where "--plugin FILE" does not.
+std::vector<QByteArray> protectedArguments(int argc, char **argv)
+{
+    std::vector<QByteArray> result;
+    for (int i = 0; i < argc; ++i) {
+        QByteArray argument = argv[i];
+        if ((argument == "--plugin" || argument == "--display") && i + 1 < argc)
+            argument.append('=').append(argv[++i]);
+        result.push_back(argument);
+    }
+    return result;
 }
 
 // The parser knows no optional values, so --connect without an address becomes an option of its
@@ -136,6 +151,7 @@ bool parseCommandLine(const QStringList &arguments, Options *options, QString *e
     options->showHelp = parser.isSet("help");
     options->zoomToImage = parser.isSet("zoom-to-image");
     options->connects = parser.isSet(plainConnect);
+    options->listChoices = parser.values("set");
     return readValues(parser, options, error);
 }
 

@@ -1,9 +1,12 @@
 #ifndef HOST_COMMANDLINE_H
 #define HOST_COMMANDLINE_H
 
+#include <QByteArray>
 #include <QSize>
 #include <QString>
 #include <QStringList>
+
+#include <vector>
 
 namespace viewer {
 
@@ -17,6 +20,7 @@ struct Options {
     QString host; ///< empty: as the panel has it
     int port = 0;
     QString display; ///< live, box, cross or none
+    QStringList listChoices; ///< LIST=ENTRY, for the panel's drop-down lists
 
     QSize windowSize;
     double viewXUm = 0, viewYUm = 0, viewWidthUm = 0; ///< width 0: the whole design
@@ -31,6 +35,10 @@ struct Options {
     /// True when the program works by itself and then quits.
     bool isScripted() const { return !screenshotFile.isEmpty() || measureSeconds > 0; }
 };
+
+/// The arguments in a form of which QApplication leaves everything to this program: some of the
+/// options have the names of Qt's own.
+std::vector<QByteArray> protectedArguments(int argc, char **argv);
 
 /// Reads the arguments (the program's name first). On failure puts the reason into `error`.
 bool parseCommandLine(const QStringList &arguments, Options *options, QString *error);

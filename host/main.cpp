@@ -51,7 +51,13 @@ static bool prepareWindow(MainWindow *window, const Options &options, QString *e
 
 int main(int argc, char **argv)
 {
-    QApplication application(argc, argv);
+    std::vector<QByteArray> arguments = protectedArguments(argc, argv);
+    std::vector<char *> pointers;
+    for (QByteArray &argument : arguments)
+        pointers.push_back(argument.data());
+    int count = int(pointers.size());
+    pointers.push_back(nullptr);
+    QApplication application(count, pointers.data());
     Options options;
     QString error;
     if (!parseCommandLine(application.arguments(), &options, &error))

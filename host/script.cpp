@@ -4,6 +4,7 @@
 #include "host/measurement.h"
 
 #include <QAbstractButton>
+#include <QComboBox>
 #include <QCoreApplication>
 #include <QLineEdit>
 #include <QSpinBox>
@@ -28,7 +29,7 @@ bool Script::start(QString *error)
                 m_window->view()->fitImage();
             m_zoomed = true;
         });
-    if (!pressDisplay(error) || !pressConnect(error))
+    if (!pressDisplay(error) || !chooseFromLists(error) || !pressConnect(error))
         return false;
     if (m_options.isScripted())
         QTimer::singleShot(int(m_options.afterSeconds * 1000), this, &Script::finish);
@@ -55,6 +56,23 @@ bool Script::pressDisplay(QString *error)
     if (button)
         button->click();
     return button;
+}
+
+bool Script::chooseFromLists(QString *error)
+{
+    for (const QString &choice : m_options.listChoices) {
+        const QString name = choice.section('=', 0, 0), entry = choice.section('=', 1);
+        auto *list = control<QComboBox>(m_window->panel(), name, error);
+        if (!list)
+            return false;
+        const int index = list->findText(entry);
+        if (index < 0) {
+            *error = QString("The list \"%1\" has no entry \"%2\".").arg(name, entry);
+            return false;
+        }
+        list->setCurrentIndex(index);
+    }
+    return true;
 }
 
 bool Script::pressConnect(QString *error)

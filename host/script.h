@@ -21,6 +21,7 @@ public:
 
 private:
     bool pressDisplay(QString *error);
+    bool chooseFromLists(QString *error);
     bool pressConnect(QString *error);
     void chooseView();
     void finish();
