@@ -71,9 +71,11 @@ QTransform placementOf(const GDSIIElement &element, const QPointF &origin)
 bool Flattener::map(const QTransform &placement, const QPointF &point, QPoint *mapped) const
 {
     const QPointF exact = placement.map(point);
+    // also refuses what is not a number
+    if (!(std::fabs(exact.x()) <= maxCoordinate && std::fabs(exact.y()) <= maxCoordinate))
+        return false;
     *mapped = exact.toPoint();
-    // also false for what is not a number
-    return std::fabs(exact.x()) <= maxCoordinate && std::fabs(exact.y()) <= maxCoordinate;
+    return true;
 }
 
 bool Flattener::addPolygon(int layer, const QPolygonF &outline, const QTransform &placement)

@@ -36,6 +36,8 @@ private slots:
     void noiseFollowsSeedAndDwellTime();
     void faults_data();
     void faults();
+    void dataFaults_data();
+    void dataFaults();
     void commandLine_data();
     void commandLine();
 
@@ -524,6 +526,45 @@ void TestSimulator::faults()
     QVERIFY(second.isUp());
     second.send(message("GetWD"));
     QTRY_COMPARE_WITH_TIMEOUT(second.replies(), workingDistance, 10000);
+}
+
+void TestSimulator::dataFaults_data()
+{
+    QTest::addColumn<QString>("faults");
+    QTest::addColumn<int>("limit"); // bytes that come; -1: no end
+    QTest::addColumn<bool>("closes");
+    QTest::addColumn<QByteArray>("contains");
+    QTest::newRow("cut-data") << QString("cut-data=1000") << 1000 << true << QByteArray("ScData");
+    QTest::newRow("reset-data") << QString("reset-data=0") << 0 << true << QByteArray();
+    QTest::newRow("stall-data") << QString("stall-data=5000") << 5000 << false
+                                << QByteArray("ScData");
+    QTest::newRow("refuse-data") << QString("refuse-data") << 0 << true << QByteArray();
+    QTest::newRow("garbage") << QString("garbage") << -1 << false << QByteArray("NoScanData");
+}
+
+void TestSimulator::dataFaults()
+{
+    QFETCH(QString, faults);
+    QFETCH(int, limit);
+    QFETCH(bool, closes);
+    QFETCH(QByteArray, contains);
+    Options options = m_tiny;
+    QString error;
+    QVERIFY2(simulator::parseFaults(faults, &options.faults, &error), qPrintable(error));
+    Simulator simulator;
+    QVERIFY2(simulator.start(options, &error), qPrintable(error));
+    Client client(simulator.controlPort());
+    QVERIFY(client.isUp());
+    client.send(wire::enable() + wire::scan(16, 16, 100));
+    QByteArray bytes;
+    QTRY_VERIFY_WITH_TIMEOUT(
+        (bytes += client.data()->readAll()).contains(contains) && bytes.size() >= limit, 10000);
+    QTRY_COMPARE_WITH_TIMEOUT(client.data()->state() != QAbstractSocket::ConnectedState, closes,
+                              10000);
+    if (limit >= 0)
+        QCOMPARE((bytes + client.data()->readAll()).size(), limit);
+    client.send(message("GetWD")); // the control channel is not concerned
+    QTRY_VERIFY_WITH_TIMEOUT(client.replies().endsWith(workingDistance), 10000);
 }
 
 void TestSimulator::commandLine_data()
