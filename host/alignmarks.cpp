@@ -6,6 +6,7 @@
 
 #include <QColor>
 #include <QPainter>
+#include <QPainterPath>
 
 namespace viewer {
 
@@ -19,12 +20,13 @@ QString AlignMode::instruction() const
     if (m_mode == Off)
         return QString();
     if (m_mode == Manual)
-        return tr("Drag moves the image \u00b7 Ctrl+drag sideways turns it, up and down scales it "
-                  "\u00b7 arrow keys nudge \u00b7 Esc leaves");
+        return tr(
+            "Drag: move \u00b7 Ctrl+drag: turn \u2194 or scale \u2195 \u00b7 Arrows: nudge \u00b7 "
+            "Esc: leave");
     if (m_missed)
-        return tr("That point is not on the image. Click a point in the image \u00b7 Esc leaves");
-    return m_havePixel ? tr("2 of 2: click the design point where it belongs \u00b7 Esc leaves")
-                       : tr("1 of 2: click a point in the image \u00b7 Esc leaves");
+        return tr("That point is not on the image. Click a point in the image \u00b7 Esc: leave");
+    return m_havePixel ? tr("2 of 2: click the design point where it belongs \u00b7 Esc: leave")
+                       : tr("1 of 2: click a point in the image \u00b7 Esc: leave");
 }
 
 QColor AlignMode::colour() const
@@ -32,33 +34,42 @@ QColor AlignMode::colour() const
     return m_mode == Manual ? QColor(255, 160, 0) : QColor(0, 190, 165);
 }
 
+static void addMark(QPainterPath *path, const QPointF &screen)
+{
+    path->addEllipse(screen, 9, 9);
+    for (const QPointF &arm : { QPointF(14, 0), QPointF(0, 14) }) {
+        path->moveTo(screen - arm);
+        path->lineTo(screen + arm);
+    }
+}
+
+// A dark edge keeps the lines visible on bright images.
+static void strokeOnDark(QPainter *painter, const QPainterPath &path, const QColor &colour)
+{
+    painter->strokePath(path, QPen(QColor(0, 0, 0, 150), 4));
+    painter->strokePath(path, QPen(colour, 2));
+}
+
 void AlignMode::paint(QPainter *painter, const ViewTransform &view) const
 {
     if (m_mode == Off || !m_background->isShown())
         return;
-    painter->save();
-    painter->setRenderHint(QPainter::Antialiasing);
-    painter->setBrush(Qt::NoBrush);
-    painter->setPen(QPen(colour(), 2));
     const QRectF nearby = QRectF(QPointF(), QSizeF(view.size())).adjusted(-20, -20, 20, 20);
-    painter->drawPolygon(clipPolygon(view.toScreen().map(m_background->outline()), nearby));
+    QPainterPath path;
+    path.addPolygon(clipPolygon(view.toScreen().map(m_background->outline()), nearby));
+    path.closeSubpath();
     if (m_drag == Undecided || m_drag == Turning || m_drag == Scaling)
-        paintMark(painter, view.toScreen(m_pivot));
+        addMark(&path, view.toScreen(m_pivot));
     if (m_havePixel) {
         const QPointF chosen = view.toScreen(m_background->placement().toTransform().map(m_pixel));
-        painter->setPen(QPen(colour(), 1.5, Qt::DashLine));
-        painter->drawLine(chosen, view.toScreen(m_lastDesign));
-        paintMark(painter, chosen);
+        addMark(&path, chosen);
+        path.moveTo(chosen);
+        path.lineTo(view.toScreen(m_lastDesign));
     }
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing);
+    strokeOnDark(painter, path, colour());
     painter->restore();
-}
-
-void AlignMode::paintMark(QPainter *painter, const QPointF &screen) const
-{
-    painter->setPen(QPen(colour(), 2));
-    painter->drawEllipse(screen, 9, 9);
-    painter->drawLine(screen - QPointF(14, 0), screen + QPointF(14, 0));
-    painter->drawLine(screen - QPointF(0, 14), screen + QPointF(0, 14));
 }
 
 } // namespace viewer

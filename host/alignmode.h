@@ -49,7 +49,6 @@ private:
     void drag(const QPointF &screen, const ViewTransform &view);
     void decide(const QPointF &offset);
     void click(const QPointF &design);
-    void paintMark(QPainter *painter, const QPointF &screen) const;
 
     Background *m_background;
     Mode m_mode = Off;

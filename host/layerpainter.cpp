@@ -7,8 +7,8 @@ namespace viewer {
 
 // Bright enough for the dark ground and distinct from the greys of the microscope.
 static const QRgb colours[] = {
-    0x4fc3f7, 0xff8a65, 0x81c784, 0xf06292, 0xffd54f, 0xba68c8,
-    0x4db6ac, 0xe57373, 0xaed581, 0x7986cb, 0xffb74d, 0x90a4ae,
+    0x4fc3f7, 0xff8a65, 0x81c784, 0xf06292, 0xffd54f, 0x748ffc,
+    0x4db6ac, 0xe57373, 0xaed581, 0xba68c8, 0xffb74d, 0x90a4ae,
 };
 static const int fillAlpha = 56;
 // Crowded thin shapes replace each other instead of adding up, so the background is never buried.

@@ -77,11 +77,12 @@ void PluginSession::connectPlugin()
 void PluginSession::stop()
 {
     m_imageTimer.stop();
-    m_interface = nullptr;
     if (m_plugin) {
+        m_interface->close();
         disconnect(m_plugin, nullptr, this, nullptr);
         delete m_plugin;
     }
+    m_interface = nullptr;
     m_background->setImage(QImage());
     if (m_loader.isLoaded())
         m_loader.unload();
