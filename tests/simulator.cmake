@@ -1,2 +1,2 @@
 qt_test(tst_design layout)
-#qt_test(tst_simulator microscope)
+qt_test(tst_simulator microscope)
