@@ -6,6 +6,9 @@
 
 namespace {
 const int pollMs = 500;
+// What is read at a time: it bounds how long the host waits for its event loop, and stays in the cache
+// from the socket to the frame.
+const int readBufferBytes = 128 * 1024;
 const QRgb emptyFrame = 0xFF646464;
 }
 
@@ -53,6 +56,7 @@ void tescan::init()
     timer.start(pollMs);
     controlSocket = createSocket(SLOT(connected()), SLOT(read()), "connection failed: ");
     dataSocket = createSocket(SLOT(connectedData()), SLOT(readData()), "data connection failed: ");
+    dataBuffer.reserve(2 * readBufferBytes);
     linkState = Initialised;
     createImage();
 }
@@ -61,6 +65,7 @@ QTcpSocket *tescan::createSocket(const char *onConnected, const char *onData,
                                  const char *failure)
 {
     QTcpSocket *socket = new QTcpSocket;
+    socket->setReadBufferSize(readBufferBytes);
     ConnectionWatch *watch = new ConnectionWatch(socket, QLatin1String(failure), this);
     connect(socket, SIGNAL(connected()), this, onConnected);
     connect(socket, SIGNAL(disconnected()), this, SLOT(disconnected()));

@@ -1,0 +1,39 @@
+// Measures what the live image costs: the library in a host that fetches every update, fed over
+// loopback from another process, against a bare loop that receives the same stream.
+
+#include "bench/report.h"
+#include "bench/sender.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QSettings>
+#include <QTemporaryDir>
+
+int main(int argc, char **argv)
+{
+    if (argc > 1 && qstrcmp(argv[1], "--sender") == 0) {
+        QCoreApplication application(argc, argv);
+        return runSender(application.arguments().mid(2));
+    }
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication application(argc, argv);
+    application.setOrganizationName("link-benchmark");
+    QTemporaryDir settings;
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settings.path());
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription("Measures the cost of the live image.");
+    parser.addHelpOption();
+    parser.addOptions({{"runs", "Runs per figure (default 5).", "n", "5"},
+                       {"seconds", "Length of the paced run (default 20).", "s", "20"},
+                       {"only", "One part: throughput, pace or memory.", "part"}});
+    parser.process(application);
+    const QString only = parser.value("only");
+    if (only.isEmpty() || only == "throughput")
+        reportThroughput(qMax(1, parser.value("runs").toInt()));
+    if (only.isEmpty() || only == "pace")
+        reportPace(qMax(1, parser.value("seconds").toInt()));
+    if (only.isEmpty() || only == "memory")
+        reportMemory();
+    return 0;
+}
