@@ -21,7 +21,7 @@ QString AlignMode::instruction() const
         return QString();
     if (m_mode == Manual)
         return tr(
-            "Drag: move \u00b7 Ctrl+drag: turn \u2194 or scale \u2195 \u00b7 Arrows: nudge \u00b7 "
+            "Drag: move \u00b7 Ctrl+drag: turn \u2194 scale \u2195 \u00b7 Arrows: nudge \u00b7 "
             "Esc: leave");
     if (m_missed)
         return tr("That point is not on the image. Click a point in the image \u00b7 Esc: leave");

@@ -2,6 +2,7 @@
 #include "host/viewtransform.h"
 #include "plugin/backgroundplugin.h"
 
+#include <QFileInfo>
 #include <QWidget>
 
 #include <limits>
@@ -26,7 +27,7 @@ PluginSession::~PluginSession()
 
 bool PluginSession::load(const QString &file, QString *error)
 {
-    m_loader.setFileName(file);
+    m_loader.setFileName(QFileInfo(file).absoluteFilePath()); // a bare name would be searched for
     QObject *plugin = m_loader.instance();
     if (!plugin) {
         *error = tr("Cannot load the background plugin %1: %2").arg(file, m_loader.errorString());

@@ -1,4 +1,5 @@
 // The program with the real library, as a script starts it.
+#include <QFileInfo>
 #include <QImage>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -20,9 +21,11 @@ private:
 
 int TestViewerProgram::run(QStringList arguments, QByteArray *errors)
 {
+    const QFileInfo library(LIBRARY_FILE);
     QProcess viewer;
+    viewer.setWorkingDirectory(library.path());
     viewer.start(VIEWER_FILE,
-                 QStringList{ "--settings", m_folder.path(), "--plugin", LIBRARY_FILE }
+                 QStringList{ "--settings", m_folder.path(), "--plugin", library.fileName() }
                      + arguments);
     if (!viewer.waitForFinished(60000))
         return -1;
