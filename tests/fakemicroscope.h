@@ -1,0 +1,96 @@
+#ifndef TESTS_FAKEMICROSCOPE_H
+#define TESTS_FAKEMICROSCOPE_H
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEvent>
+#include <QMap>
+#include <QObject>
+#include <QPointer>
+#include <QStringList>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QThread>
+#include <QVector>
+
+// Values and messages as they go over the wire.
+namespace wire {
+QByteArray uint32(quint32 value);
+QByteArray text(const QByteArray &latin1);
+QByteArray real(double value); ///< at full precision
+QByteArray position(double x, double y, double value3 = 3, double value4 = 4, double value5 = 5);
+QByteArray message(const QByteArray &name, const QByteArray &body = QByteArray());
+/// A header that announces `bodySize` bytes, whatever follows it.
+QByteArray header(const QByteArray &name, quint32 bodySize);
+QByteArray scanData(quint32 pixelIndex, const QByteArray &grey);
+} // namespace wire
+
+/// Runs the event loop until `condition` holds; false if it does not within 20 seconds.
+template <typename Condition> bool spinUntil(Condition condition)
+{
+    QElapsedTimer elapsed;
+    elapsed.start();
+    while (!condition()) {
+        if (elapsed.elapsed() > 20000)
+            return false;
+        QThread::usleep(100);
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+    return true;
+}
+
+/// Like QTRY_COMPARE, but without its pauses of 50 ms.
+#define SPIN_COMPARE(actual, expected)                                                             \
+    do {                                                                                           \
+        spinUntil([&] { return (actual) == (expected); });                                         \
+        QCOMPARE(actual, expected);                                                                \
+    } while (false)
+#define SPIN_VERIFY(condition) QVERIFY(spinUntil([&] { return bool(condition); }))
+
+/// A microscope at the other end of the wire: listens on two neighbouring ports of 127.0.0.1, notes
+/// every command and answers those it has an answer for. It shares no code with the link.
+class FakeMicroscope : public QObject {
+public:
+    struct Command {
+        QByteArray bytes; ///< the whole message
+        QByteArray name;
+        int flags; ///< header byte 25
+        QByteArray body;
+    };
+
+    FakeMicroscope();
+
+    quint16 port() const { return controlServer.serverPort(); }
+
+    /// What came since forget(), without the polls, as "name values" or "name[flags] values"; a
+    /// header with anything else set reads "name MALFORMED".
+    QStringList commands() const;
+    /// How many times the stage position was asked for since forget().
+    int polls() const;
+    void forget() { received.clear(); }
+
+    /// Changes what the polls are answered with, and reports it at once.
+    void setViewField(double viewFieldMm);
+    void setStage(double x, double y, double value3 = 3, double value4 = 4, double value5 = 5);
+
+    void reply(const QByteArray &bytes) { write(control, bytes); }
+    void scan(const QByteArray &bytes) { write(data, bytes); }
+    void dropConnections();
+
+    QVector<Command> received;
+    QMap<QByteArray, QByteArray> answers; ///< command name to body of the reply
+    QPointer<QTcpSocket> control; ///< null or unconnected while nobody is there
+    QPointer<QTcpSocket> data;
+    QTcpServer controlServer;
+    QTcpServer dataServer; ///< close() it to refuse data channels
+
+private:
+    static void write(QTcpSocket *socket, const QByteArray &bytes);
+    static QString describe(const Command &command);
+    void takeMessages();
+
+    QByteArray m_buffer;
+};
+
+#endif
