@@ -57,7 +57,9 @@ void tescan::triggerTimer()
     }
 }
 
-void tescan::receive(QTcpSocket *socket, QByteArray *buffer, qint64 *skip)
+/// Takes over what has arrived; false if nothing has. To be called until then: while a handler runs an
+/// event loop of its own, the socket announces nothing, and it stops reading when its buffer is full.
+bool tescan::receive(QTcpSocket *socket, QByteArray *buffer, qint64 *skip)
 {
     // Straight to the end of the buffer: at full scan rate every copy counts.
     const int held = buffer->size();
@@ -68,6 +70,7 @@ void tescan::receive(QTcpSocket *socket, QByteArray *buffer, qint64 *skip)
     *skip -= skipped;
     if (skipped > 0)
         buffer->remove(held, skipped);
+    return count > 0;
 }
 
 /// Whether the message of `length` bytes at `start` has arrived whole. One that is still incomplete

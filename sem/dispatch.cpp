@@ -20,9 +20,10 @@ struct tescan::Reply {
 
 void tescan::read()
 {
-    receive(controlSocket, &receiveBuffer, &m_skipControl);
-    if (receiveBuffer.size() >= headerSize && !m_handlingReplies)
-        processResponce();
+    const QPointer<tescan> alive(this);
+    while (alive && receive(controlSocket, &receiveBuffer, &m_skipControl))
+        if (receiveBuffer.size() >= headerSize && !m_handlingReplies)
+            processResponce();
 }
 
 void tescan::processResponce()

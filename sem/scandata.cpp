@@ -29,9 +29,10 @@ void expandGrey(const uchar *grey, int count, quint32 *pixels)
 
 void tescan::readData()
 {
-    receive(dataSocket, &dataBuffer, &m_skipData);
-    if (dataBuffer.size() > headerSize && !m_handlingData)
-        processData();
+    const QPointer<tescan> alive(this);
+    while (alive && receive(dataSocket, &dataBuffer, &m_skipData))
+        if (dataBuffer.size() > headerSize && !m_handlingData)
+            processData();
 }
 
 void tescan::processData()

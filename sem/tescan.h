@@ -138,7 +138,7 @@ private:
     void dropConnection();
     void createImage();
 
-    void receive(QTcpSocket *socket, QByteArray *buffer, qint64 *skip);
+    bool receive(QTcpSocket *socket, QByteArray *buffer, qint64 *skip);
     bool complete(QByteArray *buffer, int start, qint64 length, int maximum, qint64 *skip);
 
     void processResponce();

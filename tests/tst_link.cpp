@@ -117,6 +117,7 @@ private slots:
     void pixels_data();
     void pixels();
     void allPixelsBeforeTheFirstSignal();
+    void hostRunsAnEventLoopOfItsOwn();
     void keptImageNeverChanges();
     void oversizedMessages();
     void nothingLeftOfTornMessages();
@@ -506,6 +507,31 @@ void TestLink::allPixelsBeforeTheFirstSignal()
     SPIN_COMPARE(seen.size(), 3);
     for (const QVector<int> &levels : seen)
         QCOMPARE(levels, QVector<int>({ 1, 2, 3, 4 }));
+}
+
+void TestLink::hostRunsAnEventLoopOfItsOwn()
+{
+    Wired wired(1024);
+    QVERIFY(wired.up());
+    wired.forget();
+    // A message box, say, that stays until more has arrived than the sockets take unread.
+    wired.note(&tescan::imageChanged, [&] {
+        if (wired.events.count("imageChanged") > 1)
+            return;
+        for (int i = 0; i < 20; ++i)
+            wired.microscope.scan(scanData(i * 50000, QByteArray(50000, char(i))));
+        QVERIFY(spinUntil([&] { return wired.link.dataSocket->bytesAvailable() > 100000; }));
+    });
+    wired.microscope.scan(scanData(0, "x"));
+    SPIN_COMPARE(wired.events.count("imageChanged"), 21);
+    wired.note(&tescan::zoomed, [&] {
+        if (wired.events.count("zoomed") > 1)
+            return;
+        wired.microscope.reply(message("GetViewField", real(2)));
+        QVERIFY(spinUntil([&] { return wired.link.controlSocket->bytesAvailable() > 0; }));
+    });
+    wired.microscope.reply(message("GetViewField", real(1)));
+    SPIN_COMPARE(wired.events.count("zoomed"), 2);
 }
 
 void TestLink::keptImageNeverChanges()
