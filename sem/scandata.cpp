@@ -118,10 +118,11 @@ void tescan::writePixels(const uchar *grey, int count)
     m_frames.makeWritable(&image);
     quint32 *frame = reinterpret_cast<quint32 *>(image.bits());
     while (count > 0) {
-        // A place below the frame is skipped, and the run goes on from the top.
-        const bool below = pixelRow >= scanSize;
+        // A place below the frame is skipped, and the run goes on from the top. In a frame of one
+        // pixel the row is the whole index: beyond what an int holds it is negative.
+        const bool below = unsigned(pixelRow) >= unsigned(scanSize);
         const int run = below ? 1 : qMin(count, scanSize - pixelColumn);
-        if (pixelRow >= 0 && pixelRow < image.height()) {
+        if (!below && pixelRow < image.height()) {
             const int first = pixelRow * image.width() + pixelColumn;
             const int drawn = qMin(run, image.width() - pixelColumn);
             expandGrey(grey, drawn, frame + first);
@@ -134,7 +135,7 @@ void tescan::writePixels(const uchar *grey, int count)
             pixelColumn = 0;
             pixelRow += below ? 0 : 1;
         }
-        if (pixelRow >= scanSize)
+        if (unsigned(pixelRow) >= unsigned(scanSize))
             pixelRow = 0;
     }
 }

@@ -116,6 +116,7 @@ private slots:
     void scanDataCutAnywhere();
     void pixels_data();
     void pixels();
+    void farBelowAFrameOfOnePixel();
     void allPixelsBeforeTheFirstSignal();
     void hostRunsAnEventLoopOfItsOwn();
     void keptImageNeverChanges();
@@ -495,6 +496,14 @@ void TestLink::pixels()
     QVERIFY(printed.endsWith("31: 0 " + QByteArray(1, '\0') + "\ncommand data Garbage\n"));
     wired.microscope.scan(scanData(0, "\x09"));
     SPIN_COMPARE(wired.grey().first(), 9);
+}
+
+void TestLink::farBelowAFrameOfOnePixel()
+{
+    Wired wired(1);
+    QVERIFY(wired.up());
+    wired.microscope.scan(scanData(0x9C000000, "\x01\x02"));
+    SPIN_COMPARE(wired.grey(), QVector<int>({ 2 }));
 }
 
 void TestLink::allPixelsBeforeTheFirstSignal()
