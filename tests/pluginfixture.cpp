@@ -27,6 +27,8 @@ PluginFixture::~PluginFixture()
 
 void PluginFixture::create()
 {
+    if (object)
+        return;
     object = loader.instance();
     plugin = qobject_cast<backgroundPlugIn *>(object);
     if (!plugin)

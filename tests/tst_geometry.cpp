@@ -42,17 +42,13 @@ class TestGeometry : public QObject {
 
 private slots:
     void onePair();
-    void twoPairsKeepRotation_data();
     void twoPairsKeepRotation();
     void twoPairsScale_data();
     void twoPairsScale();
     void threePairs_data();
     void threePairs();
-    void threePairsOnOneLine_data();
     void threePairsOnOneLine();
-    void placementMatrix_data();
     void placementMatrix();
-    void zoom_data();
     void zoom();
 };
 
@@ -69,30 +65,20 @@ void TestGeometry::onePair()
         QVERIFY(!isUsable(onePairMap({ QPointF(0, 0), QPointF(10, 20) }, units)));
 }
 
-void TestGeometry::twoPairsKeepRotation_data()
-{
-    QTest::addColumn<double>("degrees");
-    QTest::addColumn<double>("waferTurn");
-    for (int direction = 0; direction < 360; direction += 45)
-        for (int turn = 0; turn < 360; turn += 30)
-            QTest::addRow("side at %d, turned by %d", direction, turn)
-                << double(direction) << double(turn);
-    QTest::addRow("odd angles") << 12.3456 << 200.7;
-}
-
 void TestGeometry::twoPairsKeepRotation()
 {
-    QFETCH(double, degrees);
-    QFETCH(double, waferTurn);
     const double scale = 1.07 * nominal;
-    const QPointF side = turned(QPointF(3, 0), degrees, 1);
-    const AlignmentPair first = { design1, stage1 };
-    QMatrix map;
-    QVERIFY(twoPairMap(first, pairAt(side, waferTurn, scale), unitM, &map));
-    QVERIFY(near(map.map(stage1), design1));
-    // A point beside the line tells a rotation from a mirroring.
-    for (const QPointF &offset : { side, QPointF(-side.y(), side.x()), QPointF(-2, 7) })
-        QVERIFY(near(map.map(stage1 + offset), design1 + turned(offset, waferTurn, scale)));
+    for (double direction = 0; direction < 360; direction += 45)
+        for (double turn = 0; turn < 720; turn += 30.5) {
+            const QPointF side = turned(QPointF(3, 0), direction, 1);
+            QMatrix map;
+            QVERIFY(twoPairMap({ design1, stage1 }, pairAt(side, turn, scale), unitM, &map));
+            QVERIFY(near(map.map(stage1), design1));
+            // A point beside the line tells a rotation from a mirroring.
+            for (const QPointF &offset : { side, QPointF(-side.y(), side.x()), QPointF(-2, 7) })
+                QVERIFY2(near(map.map(stage1 + offset), design1 + turned(offset, turn, scale)),
+                         qPrintable(QString("side at %1, turned by %2").arg(direction).arg(turn)));
+        }
 }
 
 void TestGeometry::twoPairsScale_data()
@@ -183,80 +169,57 @@ void TestGeometry::threePairs()
             QVERIFY(near(map.map(stage1 + offset), design1 + wafer.map(offset)));
 }
 
-void TestGeometry::threePairsOnOneLine_data()
-{
-    QTest::addColumn<QPointF>("second");
-    QTest::addColumn<QPointF>("third");
-    QTest::newRow("along x") << QPointF(1, 0) << QPointF(5, 0);
-    QTest::newRow("diagonal") << QPointF(1, 2) << QPointF(-2, -4);
-    QTest::newRow("same position twice") << QPointF(1, 2) << QPointF(1, 2);
-    QTest::newRow("all the same") << QPointF() << QPointF();
-    QTest::newRow("not a number") << QPointF(notANumber, 0) << QPointF(1, 1);
-}
-
 void TestGeometry::threePairsOnOneLine()
 {
-    QFETCH(QPointF, second);
-    QFETCH(QPointF, third);
-    const AlignmentPair pairs[3] = { pairAt(QPointF(), 180, nominal), pairAt(second, 180, nominal),
-                                     pairAt(third, 180, nominal) };
-    QMatrix map;
-    QVERIFY(!threePairMap(pairs, unitM, &map));
-}
-
-void TestGeometry::placementMatrix_data()
-{
-    QTest::addColumn<int>("imageSize");
-    QTest::addColumn<double>("half");
-    QTest::newRow("even") << 512 << 256.0;
-    QTest::newRow("odd") << 1023 << 511.0;
-    QTest::newRow("one pixel") << 1 << 0.0;
+    const QPointF offsets[][2] = { { { 1, 0 }, { 5, 0 } },
+                                   { { 1, 2 }, { -2, -4 } },
+                                   { { 1, 2 }, { 1, 2 } },
+                                   { { 0, 0 }, { 0, 0 } },
+                                   { { notANumber, 0 }, { 1, 1 } } };
+    for (const auto &offset : offsets) {
+        const AlignmentPair pairs[3] = { { design1, stage1 },
+                                         pairAt(offset[0], 180, nominal),
+                                         pairAt(offset[1], 180, nominal) };
+        QMatrix map;
+        QVERIFY(!threePairMap(pairs, unitM, &map));
+    }
 }
 
 void TestGeometry::placementMatrix()
 {
-    QFETCH(int, imageSize);
-    QFETCH(double, half);
     ImagePlacement placement = { 100, 200, 3, 5, 0.5, -0.25, 30 };
     // By hand, last operation first: rotate, shear, scale with rows downwards, translate.
-    const auto design = [&placement](const QPointF &pixel) {
-        const QPointF r = turned(pixel, 30, 1);
+    const auto design = [&placement](double x, double y) {
+        const QPointF r = turned(QPointF(x, y), 30, 1);
         const QPointF sheared(r.x() + 0.5 * r.y(), r.y() - 0.25 * r.x());
         return QPointF(placement.x + 3 * sheared.x(), placement.y - 5 * sheared.y());
     };
-    QVERIFY(near(placement.matrix().map(QPointF(7, 11)), design(QPointF(7, 11))));
-    QVERIFY(near(placement.centre(imageSize), design(QPointF(half, half))));
-    placement.moveCentreTo(QPointF(-1e6, 2e6), imageSize);
-    QVERIFY(near(design(QPointF(half, half)), QPointF(-1e6, 2e6)));
-}
-
-void TestGeometry::zoom_data()
-{
-    QTest::addColumn<double>("hostScale"); // as a multiple of the nominal pixel size
-    QTest::addColumn<double>("result");
-    QTest::newRow("nominal") << 1.0 << 1.0;
-    QTest::newRow("lower bound") << 0.9 << 0.9;
-    QTest::newRow("upper bound") << 1.1 << 1.1;
-    QTest::newRow("below") << 0.8999999 << 1.0;
-    QTest::newRow("above") << 1.1000001 << 1.0;
-    QTest::newRow("mirrored") << -1.0 << 1.0;
+    QVERIFY(near(placement.matrix().map(QPointF(7, 11)), design(7, 11)));
+    const std::pair<int, double> halves[] = { { 512, 256 }, { 1023, 511 }, { 1, 0 } };
+    for (const auto &half : halves) {
+        placement.moveCentreTo(QPointF(-1e6, half.first), half.first);
+        QVERIFY(near(design(half.second, half.second), QPointF(-1e6, half.first)));
+        QVERIFY(near(placement.centre(half.first), QPointF(-1e6, half.first)));
+    }
 }
 
 void TestGeometry::zoom()
 {
-    QFETCH(double, hostScale);
-    QFETCH(double, result);
-    const double before = pixelSize(2.0, unitM, 1000); // 2000 database units
+    const double before = pixelSize(2.0, unitM, 1000);
     const double after = pixelSize(1.0, unitM, 1000);
     QCOMPARE(after, 1000.0);
-    ImagePlacement placement = { 0, 0, hostScale * before, before, 0.1, 0.2, 3 };
-    placement.zoom(2.0, 1.0, after);
-    QCOMPARE(placement.scaleX, result * after);
-    QCOMPARE(placement.scaleY, after);
-    ImagePlacement other = { 0, 0, before, hostScale * before, 0, 0, 0 };
-    other.zoom(2.0, 1.0, after);
-    QCOMPARE(other.scaleY, result * after);
-    QCOMPARE(placement.rotation, 3.0);
+    // The host's scale and that after the zoom, as multiples of the nominal one.
+    const std::pair<double, double> scales[] = { { 1, 1 },         { 0.9, 0.9 },     { 1.1, 1.1 },
+                                                 { 0.8999999, 1 }, { 1.1000001, 1 }, { -1, 1 } };
+    for (const auto &scale : scales) {
+        ImagePlacement placement = { 0, 0, scale.first * before, before, 0.1, 0.2, 3 };
+        placement.zoom(2.0, 1.0, after);
+        QCOMPARE(placement.scaleX, scale.second * after);
+        QCOMPARE(placement.scaleY, after);
+        placement = { 0, 0, before, scale.first * before, 0, 0, 0 };
+        placement.zoom(2.0, 1.0, after);
+        QCOMPARE(placement.scaleY, scale.second * after);
+    }
 }
 
 QTEST_APPLESS_MAIN(TestGeometry)

@@ -134,32 +134,25 @@ void TestLink::bytesOnTheWire_data()
     const auto row = [](const char *name, Act build, QByteArray expected) {
         QTest::newRow(name) << build << expected;
     };
-    const auto string = [](const QString &text) {
-        return [text](tescan &link) {
-            link.createHeader("X");
-            link.sendString(text);
-            link.send();
-        };
-    };
-    const auto hex = [](const char *header, const char *rest) {
-        return QByteArray(header) + QByteArray::fromHex(rest);
+    const auto string = [&row](const char *name, const QString &sent, QByteArray body) {
+        row(
+            name,
+            [sent](tescan &link) {
+                link.createHeader("SixteenCharacter");
+                link.sendString(sent);
+                link.send();
+            },
+            message("SixteenCharacter", QByteArray::fromHex(body)));
     };
     row(
         "no values", [](tescan &link) { link.GetViewField(); },
-        hex("GetViewField", "00000000 00000000 0000000000000000 00000000"));
+        "GetViewField" + QByteArray(20, '\0'));
     row(
         "15 characters", [](tescan &link) { link.TcpGetSWVersion(); },
-        hex("TcpGetSWVersion", "00 00000000 00000000 0000000000000000"));
-    row(
-        "16 characters",
-        [](tescan &link) {
-            link.createHeader("SixteenCharacter");
-            link.send();
-        },
-        hex("SixteenCharacter", "00000000 00000000 0000000000000000"));
+        "TcpGetSWVersion" + QByteArray(17, '\0'));
     row(
         "uint", [](tescan &link) { link.TcpRegDataPort(40154); },
-        hex("TcpRegDataPort", "0000 04000000 00000000 0000000000000000 da9c0000"));
+        message("TcpRegDataPort", QByteArray::fromHex("da9c0000")));
     row(
         "flags of the moment the header is made",
         [](tescan &link) {
@@ -169,28 +162,20 @@ void TestLink::bytesOnTheWire_data()
             link.sendInt(-2);
             link.send();
         },
-        hex("DtAutoSignal", "00000000 04000000 00000000 0009000000000000 feffffff"));
+        "DtAutoSignal"
+            + QByteArray::fromHex("00000000 04000000 0000000000 09 000000000000 feffffff"));
     row(
         "real", [](tescan &link) { link.SetViewField(0.0015f); },
-        hex("SetViewField", "00000000 14000000 00000000 0000000000000000 10000000") + "1.500000e-03"
-            + QByteArray(4, '\0'));
+        message("SetViewField", wire::uint32(16) + "1.500000e-03" + QByteArray(4, '\0')));
     row(
-        "negative real",
-        [](tescan &link) {
-            link.createHeader("X");
-            link.sendFloat(-12.5e100);
-            link.send();
-        },
-        hex("X", "000000000000000000000000000000 14000000 00000000 0000000000000000 10000000")
-            + "-1.250000e+101" + QByteArray(2, '\0'));
-    const char *const head8 = "000000000000000000000000000000 08000000 00000000 0000000000000000";
-    const char *const head12 = "000000000000000000000000000000 0c000000 00000000 0000000000000000";
-    row("empty text", string(""), hex("X", head8) + QByteArray::fromHex("04000000 00000000"));
-    row("3 characters", string("abc"), hex("X", head8) + QByteArray::fromHex("04000000 61626300"));
-    row("4 characters", string("abcd"),
-        hex("X", head12) + QByteArray::fromHex("08000000 6162636400000000"));
-    row("Latin-1 and beyond", string(QString::fromUtf8("\u00b5\u00ff\u20ac")),
-        hex("X", head8) + QByteArray::fromHex("04000000 b5ff0000"));
+        "long real", [](tescan &link) { link.StgMoveTo(-12.5e100, 0, 0, 0, 12.5); },
+        message("StgMoveTo",
+                wire::uint32(16) + "-1.250000e+101" + QByteArray(2, '\0') + text("0.000000e+00")
+                    + text("0.000000e+00") + text("0.000000e+00") + text("1.250000e+01")));
+    string("empty text", "", "04000000 00000000");
+    string("3 characters", "abc", "04000000 61626300");
+    string("4 characters", "abcd", "08000000 6162636400000000");
+    string("Latin-1 and beyond", QString::fromUtf8("\u00b5\u00ff\u20ac"), "04000000 b5ff0000");
 }
 
 void TestLink::bytesOnTheWire()
