@@ -26,7 +26,11 @@ public:
         m_saved = dup(STDOUT_FILENO);
         dup2(m_file.handle(), STDOUT_FILENO);
     }
-    ~StandardOutput() { text(); }
+    ~StandardOutput()
+    {
+        if (m_saved >= 0) // a check failed, and what it said is among it
+            std::fputs(text().constData(), stdout);
+    }
     QByteArray text()
     {
         if (m_saved >= 0) {
