@@ -21,6 +21,9 @@ semControl::semControl()
 {
     setupUi(this);
     stackedWidget->setCurrentIndex(ConnectionPage);
+    // The microscope words these texts. Taken for markup, one could have the label load any file.
+    infoText->setTextFormat(Qt::PlainText);
+    statusDisplay->setTextFormat(Qt::PlainText);
 }
 
 semControl::~semControl() {}

@@ -80,6 +80,7 @@ private slots:
     void form();
     void statuses_data();
     void statuses();
+    void markupStaysText();
     void detectors_data();
     void detectors();
 };
@@ -176,6 +177,19 @@ void TestPanel::statuses()
     QTEST(panel.stackedWidget->currentIndex(), "page");
     QTEST(panel.statusDisplay->text(), "status");
     QTEST(panel.infoText->text(), "information");
+}
+
+void TestPanel::markupStaysText()
+{
+    QTemporaryDir folder;
+    QImage picture(300, 300, QImage::Format_RGB32);
+    QVERIFY(picture.save(folder.filePath("picture.png")));
+    const QString markup = "<img src=\"" + folder.filePath("picture.png") + "\">";
+    semControl panel;
+    panel.setStatus(markup);
+    panel.setStatus("info: " + markup);
+    for (const QLabel *label : { panel.statusDisplay, panel.infoText })
+        QVERIFY(qMax(label->sizeHint().height(), label->heightForWidth(2000)) < 300);
 }
 
 void TestPanel::detectors_data()
