@@ -68,6 +68,8 @@ void MainWindow::buildMenus()
         { image, tr("Move by &two clicks"), QKeySequence("T"), invoke("alignAssist") },
         { image, tr("&Leave alignment mode"), QKeySequence(),
           [this] { m_view->alignMode()->setMode(AlignMode::Off); } },
+        { image, tr("&Bring back the alignment"), QKeySequence("B"),
+          [this] { m_session.reportDesign(); } },
         { image, tr("&Clone live image"), QKeySequence("C"), invoke("cloneImage") },
     };
     for (const auto &action : actions) {

@@ -47,6 +47,7 @@ bool PluginSession::attach(QObject *plugin)
     if (!m_interface)
         return false;
     m_plugin = plugin;
+    m_restored = false;
     connectPlugin();
     m_interface->init();
     reportDesign();
@@ -158,8 +159,19 @@ void PluginSession::takePosition()
     m_interface->getPos(&p.x, &p.y, &p.scaleX, &p.scaleY, &p.shearH, &p.shearV, &p.rotationDegrees);
     m_takingPosition = false;
     m_background->setPlacement(p);
-    if (m_centreAfterPosition)
+    if (m_centreAfterPosition) {
         centre();
+        restoreOnce();
+    }
+}
+
+// Connecting makes the plugin forget the alignment for a new first placement, and the name brings it
+// back. Only once for each plugin: after "clear alignment" it has to stay away.
+void PluginSession::restoreOnce()
+{
+    if (!m_restored)
+        reportDesign();
+    m_restored = true;
 }
 
 // The first placement asks for this before it has handed back the values, and with a new image.

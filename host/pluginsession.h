@@ -39,6 +39,10 @@ public:
     /// Calls one of the plugin's public slots that take no arguments.
     bool invoke(const char *slot);
 
+public slots:
+    /// Reports the design again, which brings back the alignment stored for it.
+    void reportDesign();
+
 signals:
     void panelAdded(QWidget *panel, const QString &name);
     void panelRemoved(QWidget *panel);
@@ -53,9 +57,9 @@ private slots:
     void noteImage();
     void takePosition();
     void centre();
-    void reportDesign();
 
 private:
+    void restoreOnce();
     void connectPlugin();
     void fetchImage();
 
@@ -69,6 +73,7 @@ private:
     QElapsedTimer m_sinceFetch;
     bool m_takingPosition = false;
     bool m_centreAfterPosition = false;
+    bool m_restored = false; ///< the alignment was asked for after the first placement
 };
 
 } // namespace viewer

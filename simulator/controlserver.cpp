@@ -38,6 +38,7 @@ bool ControlServer::handle(const Message &message, QString *problem)
     if (m_verbose)
         report(command.text()
                + (message.flags ? QStringLiteral("  flags %1").arg(message.flags) : QString()));
+    ++m_commandsServed;
     if (const std::optional<Message> reply = m_microscope->execute(command))
         m_channel->send(*reply);
     return true;

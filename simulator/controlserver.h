@@ -15,6 +15,8 @@ public:
     /// Both must outlive this object. `verbose` prints every command.
     ControlServer(Channel *channel, Microscope *microscope, bool verbose);
 
+    int commandsServed() const { return m_commandsServed; }
+
 private:
     void receive(const QByteArray &bytes);
     bool handle(const Message &message, QString *problem);
@@ -23,6 +25,7 @@ private:
     Microscope *m_microscope;
     bool m_verbose;
     MessageSplitter m_splitter;
+    int m_commandsServed = 0;
 };
 
 } // namespace simulator

@@ -109,4 +109,15 @@ const Wafer &Simulator::wafer() const
     return m_parts->wafer;
 }
 
+QTransform Simulator::frameToDesign(const QSize &frame) const
+{
+    const Exposure exposure = m_parts->microscope.exposure(frame);
+    return m_parts->wafer.frameToDesign(exposure.stageMm, exposure.viewFieldMm, frame);
+}
+
+int Simulator::commandsServed() const
+{
+    return m_parts->server.commandsServed();
+}
+
 } // namespace simulator

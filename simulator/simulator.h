@@ -25,6 +25,10 @@ public:
     quint16 dataPort() const;
     const Wafer &wafer() const; ///< the true relation of stage and design
 
+    /// What a frame taken at this moment shows: its pixel corners to design points.
+    QTransform frameToDesign(const QSize &frame) const;
+    int commandsServed() const; ///< since the start, on all connections
+
 private:
     struct Parts;
     std::unique_ptr<Parts> m_parts;
