@@ -88,10 +88,22 @@ double armEnd(const QImage &image, const QPointF &centre, const QPointF &directi
         }
         return sum / (2 * half + 1);
     };
-    const double inside = across(armLength * 0.4), outside = across(armLength * 0.56);
-    double end = armLength * 0.4;
-    for (double distance = end; distance < armLength * 0.56; distance += 0.25)
-        end += 0.25 * qBound(0.0, (across(distance) - outside) / (inside - outside), 1.0);
+    const auto mean = [&](double from, double to) {
+        double sum = 0;
+        for (double distance = from; distance < to; ++distance)
+            sum += across(distance);
+        return sum / qCeil(to - from);
+    };
+    const double inside = mean(armLength * 0.3, armLength * 0.42);
+    const double outside = mean(armLength * 0.54, armLength * 0.58);
+    double near = armLength * 0.42;
+    while (near < armLength * 0.54 && mean(near, near + 4) > (inside + outside) / 2)
+        ++near;
+    // Only pixels about the end itself: every further one adds its noise.
+    near -= 4;
+    double end = near;
+    for (double distance = near; distance < near + 12; distance += 0.25)
+        end += 0.25 * (across(distance) - outside) / (inside - outside);
     return end;
 }
 }

@@ -52,7 +52,7 @@ public:
         widget<QLineEdit>("host")->setText("127.0.0.1");
         widget<QSpinBox>("port")->setValue(m_microscope->controlPort());
         widget<QRadioButton>("displayLive")->click();
-        choose("dwellTime", "300ns");
+        choose("dwellTime", "1000ns");
         QSignalSpy placed(window.session()->plugin(), SIGNAL(centerImage()));
         button("connectButton")->click();
         QTRY_VERIFY_WITH_TIMEOUT(widget<QComboBox>("detector")->count() >= 2, patienceMs);
@@ -107,10 +107,21 @@ public:
         QTest::qWait(100); // the host fetches at most 30 a second
     }
 
-    QImage liveImage()
+    /// What the eye makes of several noisy frames: their mean.
+    QImage liveImage(int frames)
     {
-        waitForFrames(3);
-        return window.background()->image();
+        waitForFrames(3); // those that were on their way while the stage moved
+        QVector<int> sums(frameSize * frameSize);
+        for (int i = 0; i < frames; ++i) {
+            waitForFrames(1);
+            const QImage image = window.background()->image();
+            for (int pixel = 0; pixel < sums.size(); ++pixel)
+                sums[pixel] += qGray(image.pixel(pixel % frameSize, pixel / frameSize));
+        }
+        QImage mean(frameSize, frameSize, QImage::Format_Grayscale8);
+        for (int pixel = 0; pixel < sums.size(); ++pixel)
+            mean.scanLine(pixel / frameSize)[pixel % frameSize] = uchar(sums[pixel] / frames);
+        return mean;
     }
 
     QTransform drawn() { return window.background()->placement().toTransform(); }
@@ -146,9 +157,10 @@ public:
     Cross lookForCross(double fieldMm)
     {
         const double pixelsPerMm = frameSize / fieldMm;
-        const QImage image = liveImage();
+        const bool fine = fieldMm < fineFieldMm * 1.01;
+        const QImage image = liveImage(fine ? 6 : 1);
         const Cross cross = findCross(image, armLengthMm * pixelsPerMm, armWidthMm * pixelsPerMm);
-        if (fieldMm > fineFieldMm * 1.01 || !cross.found)
+        if (!fine || !cross.found)
             return cross;
         return measureCross(image, cross, armLengthMm * pixelsPerMm, armWidthMm * pixelsPerMm);
     }
