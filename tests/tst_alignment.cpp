@@ -407,6 +407,11 @@ void TestAlignment::nonFiniteReports()
                                    + wire::message("GetViewField", viewField));
         });
     };
+    QVERIFY(report(position, wire::text(viewField)));
+    QVERIFY(bench.viewField(2));
+    QVERIFY(bench.stage(QPointF(11, 20)));
+    SPIN_COMPARE(bench.host.values[2], 2000000.0 / edge);
+    SPIN_VERIFY(bench.imageAt(QPointF(-1000000, 0)));
     for (int state = 0; state < 4; ++state) { // placed, positioning, confirming, aligned
         QVERIFY(report(position, wire::text(viewField)));
         bench.host.call("align1");
@@ -415,10 +420,10 @@ void TestAlignment::nonFiniteReports()
         QVERIFY(report(wire::position(10, 20), wire::real(1)));
     }
     bench.host.call("alignClear");
-    QVERIFY(bench.viewField(2));
-    QVERIFY(bench.stage(QPointF(11, 20)));
+    QVERIFY(bench.viewField(4));
+    QVERIFY(bench.stage(QPointF(12, 20)));
     bench.host.getPos();
-    QCOMPARE(bench.host.values[2], 2000000.0 / edge);
+    QCOMPARE(bench.host.values[2], 4000000.0 / edge);
     QVERIFY(qIsFinite(bench.host.centre(edge).x()));
 }
 
