@@ -8,9 +8,7 @@
 #include <QVector>
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <cstdio>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -21,11 +19,8 @@ const int microscopePaceNs = 100;
 int connectTo(quint16 port)
 {
     const int channel = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    if (connect(channel, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0)
+    const sockaddr_in address = loopback(port);
+    if (connect(channel, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
         qFatal("cannot connect to the sender");
     return channel;
 }

@@ -3,10 +3,8 @@
 #include <QCoreApplication>
 #include <QtEndian>
 
-#include <arpa/inet.h>
 #include <chrono>
 #include <cstdio>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
@@ -19,13 +17,10 @@ const qint64 builtBytes = 8 << 20;
 int listenAt(quint16 port)
 {
     const int listener = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
+    const sockaddr_in address = loopback(port);
     const int on = 1;
     setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    if (bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0
+    if (bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0
         && listen(listener, 1) == 0)
         return listener;
     close(listener);

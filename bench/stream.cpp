@@ -2,6 +2,7 @@
 
 #include <QtEndian>
 
+#include <arpa/inet.h>
 #include <cstring>
 #include <ctime>
 #include <vector>
@@ -15,6 +16,15 @@ QByteArray scanMessage(int messagePixels, quint32 index)
     for (int i = 0; i < messagePixels; ++i)
         bytes[size_t(runOffset) + i] = uchar(i * 7 + index);
     return QByteArray(reinterpret_cast<const char *>(bytes.data()), int(bytes.size()));
+}
+
+sockaddr_in loopback(quint16 port)
+{
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    return address;
 }
 
 qint64 cpuNs()

@@ -4,6 +4,8 @@
 #include <QByteArray>
 #include <QtGlobal>
 
+#include <netinet/in.h>
+
 /// What one run receives: whole frames of scan data in messages of equal size.
 struct Stream {
     int frameSize; ///< edge in pixels
@@ -20,6 +22,9 @@ const int runOffset = 52; ///< of the pixels in a message
 
 /// A message whose first pixel has this index in its frame; the pixels are a fixed pattern.
 QByteArray scanMessage(int messagePixels, quint32 index);
+
+/// The address of a port on this machine.
+sockaddr_in loopback(quint16 port);
 
 /// CPU time of this process so far, user and system, in ns.
 qint64 cpuNs();

@@ -2,93 +2,88 @@
 
 #include "sem/tescan.h"
 
+#include <initializer_list>
+
 namespace {
-QString name(const char *command)
+void sendCommand(tescan *link, const char *name, std::initializer_list<int> values)
 {
-    return QLatin1String(command);
+    link->createHeader(QLatin1String(name));
+    for (const int *value = values.begin(); value != values.end(); ++value)
+        link->sendInt(*value);
+    link->send();
+}
+
+void sendReals(tescan *link, const char *name, std::initializer_list<double> values)
+{
+    link->createHeader(QLatin1String(name));
+    for (const double *value = values.begin(); value != values.end(); ++value)
+        link->sendFloat(*value);
+    link->send();
 }
 }
 
 void tescan::TcpRegDataPort(int dataPort)
 {
-    createHeader(name("TcpRegDataPort"));
-    sendUint(dataPort);
+    createHeader(QLatin1String("TcpRegDataPort"));
+    sendUint(unsigned(dataPort));
     send();
 }
 
 void tescan::TcpGetVersion()
 {
-    createHeader(name("TcpGetVersion"));
-    send();
+    sendCommand(this, "TcpGetVersion", {});
 }
 
 void tescan::TcpGetSWVersion()
 {
-    createHeader(name("TcpGetSWVersion"));
-    send();
+    sendCommand(this, "TcpGetSWVersion", {});
 }
 
 void tescan::DtEnumDetectors()
 {
-    createHeader(name("DtEnumDetectors"));
-    send();
+    sendCommand(this, "DtEnumDetectors", {});
 }
 
 void tescan::DtSelect(int channel, int detector)
 {
-    createHeader(name("DtSelect"));
-    sendInt(channel);
-    sendInt(detector);
-    send();
+    sendCommand(this, "DtSelect", {channel, detector});
 }
 
 void tescan::DtEnable(int channel, int enable, int bitsPerPixel)
 {
-    createHeader(name("DtEnable"));
-    sendInt(channel);
-    sendInt(enable);
-    sendInt(bitsPerPixel);
-    send();
+    sendCommand(this, "DtEnable", {channel, enable, bitsPerPixel});
 }
 
 void tescan::DtAutoSignal(int channel)
 {
-    createHeader(name("DtAutoSignal"));
-    sendInt(channel);
-    send();
+    sendCommand(this, "DtAutoSignal", {channel});
 }
 
 void tescan::DtGetGainBlack(int channel)
 {
-    createHeader(name("DtGetGainBlack"));
-    sendInt(channel);
-    send();
+    sendCommand(this, "DtGetGainBlack", {channel});
 }
 
 void tescan::GetWD()
 {
-    createHeader(name("GetWD"));
-    send();
+    sendCommand(this, "GetWD", {});
 }
 
 void tescan::GetViewField()
 {
-    createHeader(name("GetViewField"));
-    send();
+    sendCommand(this, "GetViewField", {});
 }
 
 void tescan::SetViewField(float viewField)
 {
-    createHeader(name("SetViewField"));
-    sendFloat(viewField);
-    send();
+    sendReals(this, "SetViewField", {viewField});
 }
 
 void tescan::ScScanXY(unsigned int frameId, unsigned int width, unsigned int height,
                       unsigned int left, unsigned int top, unsigned int right, unsigned int bottom,
                       int single, unsigned int dwellNs)
 {
-    createHeader(name("ScScanXY"));
+    createHeader(QLatin1String("ScScanXY"));
     const unsigned int frame[] = {frameId, width, height, left, top, right, bottom};
     for (size_t i = 0; i < sizeof frame / sizeof frame[0]; ++i)
         sendUint(frame[i]);
@@ -99,21 +94,15 @@ void tescan::ScScanXY(unsigned int frameId, unsigned int width, unsigned int hei
 
 void tescan::ScStopScan()
 {
-    createHeader(name("ScStopScan"));
-    send();
+    sendCommand(this, "ScStopScan", {});
 }
 
 void tescan::StgGetPosition()
 {
-    createHeader(name("StgGetPosition"));
-    send();
+    sendCommand(this, "StgGetPosition", {});
 }
 
 void tescan::StgMoveTo(double x, double y, double value3, double value4, double value5)
 {
-    createHeader(name("StgMoveTo"));
-    const double values[] = {x, y, value3, value4, value5};
-    for (size_t i = 0; i < sizeof values / sizeof values[0]; ++i)
-        sendFloat(values[i]);
-    send();
+    sendReals(this, "StgMoveTo", {x, y, value3, value4, value5});
 }
