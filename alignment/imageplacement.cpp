@@ -8,7 +8,7 @@ double zoomedScale(double scale, double from, double to, double nominal)
     scale = scale / from * to;
     return scale < 0.9 * nominal || scale > 1.1 * nominal ? nominal : scale;
 }
-}
+} // namespace
 
 QMatrix ImagePlacement::matrix() const
 {
@@ -45,7 +45,7 @@ void ImagePlacement::zoom(double from, double to, double nominalPixelSize)
 
 bool ImagePlacement::isFinite() const
 {
-    const double values[] = {x, y, scaleX, scaleY, shearH, shearV, rotation};
+    const double values[] = { x, y, scaleX, scaleY, shearH, shearV, rotation };
     for (size_t i = 0; i < sizeof values / sizeof values[0]; ++i)
         if (!qIsFinite(values[i]))
             return false;

@@ -1,4 +1,5 @@
-// The map from stage to design, computed from the alignment pairs at hand and stored with the design.
+// The map from stage to design, computed from the alignment pairs at hand and stored with the
+// design.
 
 #include "alignment/stagemap.h"
 #include "panel/semcontrol.h"
@@ -7,10 +8,10 @@
 namespace {
 AlignmentPair makePair(const QPointF &design, const QPointF &stage)
 {
-    const AlignmentPair pair = {design, stage};
+    const AlignmentPair pair = { design, stage };
     return pair;
 }
-}
+} // namespace
 
 void backgroundSEM::createStageMap(QPointF stage, QPointF design)
 {
@@ -22,8 +23,8 @@ void backgroundSEM::createStageMap(QPointF stage, QPointF design)
 void backgroundSEM::createStageMap(QPointF stage1, QPointF design1, QPointF stage2, QPointF design2)
 {
     QMatrix map;
-    const bool accepted
-        = twoPairMap(makePair(design1, stage1), makePair(design2, stage2), databaseUnits, &map);
+    const bool accepted =
+        twoPairMap(makePair(design1, stage1), makePair(design2, stage2), databaseUnits, &map);
     finishStageMap(accepted, map, stage1, design1);
 }
 
@@ -44,8 +45,8 @@ void backgroundSEM::createStageMap()
     }
 }
 
-/// Puts an accepted map into force and stores the alignment; a rejected one leaves the map through the
-/// first pair.
+/// Puts an accepted map into force and stores the alignment; a rejected one leaves the map through
+/// the first pair.
 void backgroundSEM::finishStageMap(bool accepted, const QMatrix &map, const QPointF &firstStage,
                                    const QPointF &firstDesign)
 {

@@ -31,7 +31,7 @@ QTransform columns(const QPointF &a, const QPointF &b, const QPointF &c)
 {
     return QTransform(a.x(), b.x(), c.x(), a.y(), b.y(), c.y(), 1, 1, 1);
 }
-}
+} // namespace
 
 double nominalStageScale(double databaseUnits)
 {
@@ -40,12 +40,15 @@ double nominalStageScale(double databaseUnits)
 
 bool isUsable(const QMatrix &map)
 {
-    const double terms[]
-        = {map.m11(), map.m12(), map.m21(), map.m22(), map.dx(), map.dy(), map.determinant()};
+    const double terms[] = { map.m11(), map.m12(), map.m21(),        map.m22(),
+                             map.dx(),  map.dy(),  map.determinant() };
     for (size_t i = 0; i < sizeof terms / sizeof terms[0]; ++i)
         if (!qIsFinite(terms[i]))
             return false;
-    return map.determinant() != 0.0;
+    // Rounding leaves a map that squeezes everything into a line a determinant that is not quite
+    // zero.
+    const double products = qAbs(map.m11() * map.m22()) + qAbs(map.m12() * map.m21());
+    return qAbs(map.determinant()) > 1e-9 * products;
 }
 
 QMatrix onePairMap(const AlignmentPair &pair, double databaseUnits)
@@ -78,8 +81,8 @@ bool twoPairMap(const AlignmentPair &first, const AlignmentPair &second, double 
 bool threePairMap(const AlignmentPair pairs[3], double databaseUnits, QMatrix *map)
 {
     bool invertible = false;
-    const QTransform stage
-        = columns(pairs[0].stage, pairs[1].stage, pairs[2].stage).inverted(&invertible);
+    const QTransform stage =
+        columns(pairs[0].stage, pairs[1].stage, pairs[2].stage).inverted(&invertible);
     if (!invertible)
         return false;
     const QTransform design = columns(pairs[0].design, pairs[1].design, pairs[2].design);

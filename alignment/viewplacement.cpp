@@ -13,8 +13,8 @@ struct backgroundSEM::HostValues {
 
     ImagePlacement read() const
     {
-        const ImagePlacement placement = {*values[0], *values[1], *values[2], *values[3],
-                                          *values[4], *values[5], *values[6]};
+        const ImagePlacement placement = { *values[0], *values[1], *values[2], *values[3],
+                                           *values[4], *values[5], *values[6] };
         return placement;
     }
 
@@ -23,9 +23,9 @@ struct backgroundSEM::HostValues {
     {
         if (!placement.isFinite())
             return;
-        const double corrected[]
-            = {placement.x,      placement.y,      placement.scaleX,  placement.scaleY,
-               placement.shearH, placement.shearV, placement.rotation};
+        const double corrected[] = { placement.x,       placement.y,      placement.scaleX,
+                                     placement.scaleY,  placement.shearH, placement.shearV,
+                                     placement.rotation };
         for (int i = 0; i < 7; ++i)
             *values[i] = corrected[i];
     }
@@ -46,8 +46,8 @@ bool backgroundSEM::canPlace() const
     if (!sem)
         return false;
     const QPointF design = designUnderStage();
-    const double values[] = {sem->stageX,        sem->stageY, sem->stageValue4,
-                             nominalPixelSize(), design.x(),  design.y()};
+    const double values[] = { sem->stageX,        sem->stageY, sem->stageValue4,
+                              nominalPixelSize(), design.x(),  design.y() };
     for (size_t i = 0; i < sizeof values / sizeof values[0]; ++i)
         if (!qIsFinite(values[i]))
             return false;
@@ -68,7 +68,7 @@ void backgroundSEM::getPos(double *x, double *y, double *scaleX, double *scaleY,
 {
     if (!canPlace())
         return;
-    const HostValues host = {{x, y, scaleX, scaleY, shearH, shearV, rotation}};
+    const HostValues host = { { x, y, scaleX, scaleY, shearH, shearV, rotation } };
     if (lastViewField == 0) {
         if (sem->viewField == 0)
             return;
@@ -128,8 +128,8 @@ void backgroundSEM::followImageSize(const HostValues &host)
         emit imageUpdate();
 }
 
-/// Carries out what the alignment state asks of this position request; returns whether the image stays
-/// where the user put it.
+/// Carries out what the alignment state asks of this position request; returns whether the image
+/// stays where the user put it.
 bool backgroundSEM::alignStep(const HostValues &host)
 {
     ImagePlacement placement = host.read();
@@ -192,7 +192,8 @@ void backgroundSEM::getView(double zoom, int centreX, int centreY, int width, in
         showStatus(tr("the image has not been placed yet"));
 }
 
-/// Shows `centre` (design) under the beam, with the view field in mm; nothing if either is not finite.
+/// Shows `centre` (design) under the beam, with the view field in mm; nothing if either is not
+/// finite.
 void backgroundSEM::moveStageToView(const QPointF &centre, double viewFieldMm)
 {
     const float viewField = float(viewFieldMm);

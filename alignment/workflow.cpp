@@ -1,5 +1,5 @@
-// The user's side of the alignment: the panel's three rows, clearing, and the two buttons that bring
-// stage and view together.
+// The user's side of the alignment: the panel's three rows, clearing, and the two buttons that
+// bring stage and view together.
 
 #include "panel/semcontrol.h"
 #include "plugin/backgroundsem.h"
@@ -19,16 +19,16 @@ const char okIcon[] = ":/icons/ok.png";
 
 QPushButton *rowButton(semControl *panel, int pair)
 {
-    QPushButton *const buttons[] = {panel->align1, panel->align2, panel->align3};
+    QPushButton *const buttons[] = { panel->align1, panel->align2, panel->align3 };
     return buttons[pair - 1];
 }
 
 QLabel *rowStatus(semControl *panel, int pair)
 {
-    QLabel *const labels[] = {panel->align1status, panel->align2status, panel->align3status};
+    QLabel *const labels[] = { panel->align1status, panel->align2status, panel->align3status };
     return labels[pair - 1];
 }
-}
+} // namespace
 
 void backgroundSEM::align1()
 {
@@ -45,7 +45,8 @@ void backgroundSEM::align3()
     alignRow(3);
 }
 
-/// A click on a row whose pair is being positioned confirms it; in any other state it starts the pair.
+/// A click on a row whose pair is being positioned confirms it; in any other state it starts the
+/// pair.
 void backgroundSEM::alignRow(int pair)
 {
     if (!sem || !panel)
@@ -148,8 +149,8 @@ void backgroundSEM::getDesignName(QString name)
 
 bool backgroundSEM::moveStage(QPointF stage)
 {
-    const double values[]
-        = {stage.x(), stage.y(), sem->stageValue3, lastStageValue4, sem->stageValue5};
+    const double values[] = { stage.x(), stage.y(), sem->stageValue3, lastStageValue4,
+                              sem->stageValue5 };
     for (size_t i = 0; i < sizeof values / sizeof values[0]; ++i)
         if (!qIsFinite(values[i]))
             return false;

@@ -58,7 +58,7 @@ private:
     int m_left = 0;
     size_t m_at = 0;
 };
-}
+} // namespace
 
 qint64 runFloor(int socket, const Stream &stream)
 {

@@ -13,7 +13,8 @@
 #include <QPointer>
 #include <QWidget>
 
-/// A host that loads the library, connects it to a sender, and fetches the image on each imageUpdate.
+/// A host that loads the library, connects it to a sender, and fetches the image on each
+/// imageUpdate.
 class HostRun : public QObject {
     Q_OBJECT
 
@@ -26,7 +27,10 @@ public:
     /// Receives all messages of the stream; returns the CPU time in ns.
     qint64 receive(const Stream &stream, const std::function<void()> &start);
 
-    double longestHoldMs() const { return m_longestHoldNs / 1e6; } ///< of the event loop, in receive()
+    double longestHoldMs() const
+    {
+        return m_longestHoldNs / 1e6;
+    } ///< of the event loop, in receive()
 
 private slots:
     void takePanel(QWidget *panel, QString name);

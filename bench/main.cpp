@@ -24,9 +24,9 @@ int main(int argc, char **argv)
     QCommandLineParser parser;
     parser.setApplicationDescription("Measures the cost of the live image.");
     parser.addHelpOption();
-    parser.addOptions({{"runs", "Runs per figure (default 5).", "n", "5"},
-                       {"seconds", "Length of the paced run (default 20).", "s", "20"},
-                       {"only", "One part: throughput, pace or memory.", "part"}});
+    parser.addOptions({ { "runs", "Runs per figure (default 5).", "n", "5" },
+                        { "seconds", "Length of the paced run (default 20).", "s", "20" },
+                        { "only", "One part: throughput, pace or memory.", "part" } });
     parser.process(application);
     const QString only = parser.value("only");
     if (only.isEmpty() || only == "throughput")

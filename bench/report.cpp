@@ -85,30 +85,31 @@ void reportRow(const Stream &stream, int runs)
                 floor, drop / floor, keep / floor, keep / drop, extraUs);
     std::fflush(stdout);
 }
-}
+} // namespace
 
 void reportThroughput(int runs)
 {
-    std::printf("CPU time of library and host against a bare loop (floor); medians of %d runs.\n"
-                "extra: us per message beyond 1.5 times the floor (2.5 at 512), host that drops.\n\n"
-                " frame   message     floor     drop     keep      keep        extra\n"
-                "  edge    pixels  ns/pixel   /floor   /floor     /drop   us/message\n",
-                runs);
-    for (int frameSize : {512, 2048, 8192})
-        for (int messagePixels : {256, frameSize, mebi}) {
+    std::printf(
+        "CPU time of library and host against a bare loop (floor); medians of %d runs.\n"
+        "extra: us per message beyond 1.5 times the floor (2.5 at 512), host that drops.\n\n"
+        " frame   message     floor     drop     keep      keep        extra\n"
+        "  edge    pixels  ns/pixel   /floor   /floor     /drop   us/message\n",
+        runs);
+    for (int frameSize : { 512, 2048, 8192 })
+        for (int messagePixels : { 256, frameSize, mebi }) {
             const int frames = int(qMax<qint64>(1, 128LL * mebi / (qint64(frameSize) * frameSize)));
-            reportRow({frameSize, messagePixels, frames}, runs);
+            reportRow({ frameSize, messagePixels, frames }, runs);
         }
 }
 
 void reportPace(int seconds)
 {
     const int frameSize = 8192;
-    for (int messagePixels : {256, frameSize}) {
+    for (int messagePixels : { 256, frameSize }) {
         const qint64 framePixels = qint64(frameSize) * frameSize;
-        const int frames = int(qMax<qint64>(
-            1, seconds * 1000000000LL / microscopePaceNs / framePixels));
-        const Stream stream = {frameSize, messagePixels, frames, microscopePaceNs};
+        const int frames =
+            int(qMax<qint64>(1, seconds * 1000000000LL / microscopePaceNs / framePixels));
+        const Stream stream = { frameSize, messagePixels, frames, microscopePaceNs };
         Sender sender(stream);
         HostRun host(sender.controlPort(), frameSize, HostRun::KeepImage);
         const double cpu = double(host.receive(stream, [&sender] { sender.start(); }));
@@ -125,14 +126,14 @@ void reportMemory()
     const double frameMiB = 4.0 * frameSize * frameSize / mebi;
     const double before = statusMiB("VmRSS");
     resetPeakMemory();
-    hostNsPerPixel({frameSize, mebi, 3}, HostRun::KeepImage);
+    hostNsPerPixel({ frameSize, mebi, 3 }, HostRun::KeepImage);
     const double peak = statusMiB("VmHWM") - before;
     std::printf("memory at %d x %d: %.0f MiB at most, %.2f frames\n", frameSize, frameSize, peak,
                 peak / frameMiB);
 
-    const Stream warmUp = {2048, 2048, 10};
-    const Stream measured = {2048, 2048, 100};
-    Sender sender({2048, 2048, 110});
+    const Stream warmUp = { 2048, 2048, 10 };
+    const Stream measured = { 2048, 2048, 100 };
+    Sender sender({ 2048, 2048, 110 });
     HostRun host(sender.controlPort(), warmUp.frameSize, HostRun::KeepImage);
     host.receive(warmUp, [&sender] { sender.start(); });
     const double warm = statusMiB("VmRSS");

@@ -75,8 +75,8 @@ void streamPaced(int channel, const std::vector<QByteArray> &blocks, const Strea
         for (const QByteArray &block : blocks)
             for (qint64 at = 0; at < block.size(); at += messageBytes) {
                 pixels += stream.messagePixels;
-                std::this_thread::sleep_until(
-                    begin + std::chrono::nanoseconds(pixels * stream.paceNs));
+                std::this_thread::sleep_until(begin
+                                              + std::chrono::nanoseconds(pixels * stream.paceNs));
                 sendAll(channel, block.constData() + at, messageBytes);
             }
 }
@@ -91,15 +91,15 @@ void streamFast(int channel, const std::vector<QByteArray> &blocks, const Stream
             left -= count;
         }
 }
-}
+} // namespace
 
 Sender::Sender(const Stream &stream)
 {
     const auto number = [](qint64 value) { return QString::number(value); };
     m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     m_process.start(QCoreApplication::applicationFilePath(),
-                    {"--sender", number(stream.frameSize), number(stream.messagePixels),
-                     number(stream.frames), number(stream.paceNs)});
+                    { "--sender", number(stream.frameSize), number(stream.messagePixels),
+                      number(stream.frames), number(stream.paceNs) });
     while (!m_process.canReadLine() && m_process.waitForReadyRead(60000)) { }
     m_controlPort = quint16(m_process.readLine().trimmed().toInt());
 }

@@ -5,8 +5,9 @@
 
 #include <QProcess>
 
-/// The other process: a microscope reduced to what the link needs to come up, and a data channel that
-/// streams when told to. It serves one connection to each port and ends with the process object.
+/// The other process: a microscope reduced to what the link needs to come up, and a data channel
+/// that streams when told to. It serves one connection to each port and ends with the process
+/// object.
 class Sender {
 public:
     explicit Sender(const Stream &stream);

@@ -15,7 +15,7 @@ QString developmentNotice()
                          "\n"
                          "Thanks you!\n");
 }
-}
+} // namespace
 
 semControl::semControl()
 {
@@ -26,7 +26,7 @@ semControl::semControl()
     statusDisplay->setTextFormat(Qt::PlainText);
 }
 
-semControl::~semControl() {}
+semControl::~semControl() { }
 
 void semControl::setStatus(QString status)
 {

@@ -5,8 +5,8 @@
 
 #include <QWidget>
 
-/// The control panel: the form and the two slots through which the rest of the system reports to the
-/// user. It keeps no state beside that of its widgets, and knows neither microscope nor host.
+/// The control panel: the form and the two slots through which the rest of the system reports to
+/// the user. It keeps no state beside that of its widgets, and knows neither microscope nor host.
 class semControl : public QWidget, public Ui::semControlWidget {
     Q_OBJECT
 
@@ -15,8 +15,9 @@ public:
     ~semControl();
 
 public slots:
-    /// Shows a status text. One that begins with "connected" or "disconnec" turns to the operating or
-    /// the connection page; one that begins with "info:" is added to the information label instead.
+    /// Shows a status text. One that begins with "connected" or "disconnec" turns to the operating
+    /// or the connection page; one that begins with "info:" is added to the information label
+    /// instead.
     void setStatus(QString status);
 
     /// Appends the detectors of the microscope's enumeration, lines of the form key=value, to the

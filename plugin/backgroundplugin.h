@@ -26,7 +26,7 @@
 
 class backgroundPlugIn {
 public:
-    virtual ~backgroundPlugIn() {}
+    virtual ~backgroundPlugIn() { }
 
     /// Builds panel and microscope link and emits addWidget(); once. Connect the signals before.
     virtual void init() = 0;
@@ -35,12 +35,11 @@ public:
     /// The background image, an implicitly shared copy that never changes afterwards.
     virtual QImage getImage() = 0;
     /// Corrects in place the seven values with which the host draws the image: x and y of the image
-    /// origin (database units), scaleX and scaleY (database units per pixel), shearH, shearV and the
-    /// rotation in degrees. The host maps image pixels to the design with the QMatrix built by
+    /// origin (database units), scaleX and scaleY (database units per pixel), shearH, shearV and
+    /// the rotation in degrees. The host maps image pixels to the design with the QMatrix built by
     /// translate(x, y), scale(scaleX, -scaleY), shear(shearH, shearV), rotate(rotation), in order.
     virtual void getPos(double *x, double *y, double *scaleX, double *scaleY, double *shearH,
-                        double *shearV, double *rotation)
-        = 0;
+                        double *shearV, double *rotation) = 0;
     /// The name of the plugin for the user.
     virtual QString getName() = 0;
     /// Tells the length of one database unit of the design in metres.

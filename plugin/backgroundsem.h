@@ -18,12 +18,12 @@ class QWidget;
 class semControl;
 class tescan;
 
-/// The plugin object: what the host sees of the library. It builds the control panel and the link to
-/// the microscope, wires the two, composes the background image and keeps stage and design in
+/// The plugin object: what the host sees of the library. It builds the control panel and the link
+/// to the microscope, wires the two, composes the background image and keeps stage and design in
 /// register. It lives on the host's GUI thread; a host may delete it within any of its signals.
 ///
-/// Matrices follow QMatrix: (x, y) maps to (m11 x + m21 y + dx, m12 x + m22 y + dy), and translate(),
-/// scale(), shear() and rotate() act on a point before what was built so far.
+/// Matrices follow QMatrix: (x, y) maps to (m11 x + m21 y + dx, m12 x + m22 y + dy), and
+/// translate(), scale(), shear() and rotate() act on a point before what was built so far.
 class backgroundSEM : public QObject, public backgroundPlugIn {
     Q_OBJECT
     Q_INTERFACES(backgroundPlugIn)
@@ -79,7 +79,8 @@ public slots:
 private:
     enum DisplayMode { DisplayLive = 0, DisplayBox = 1, DisplayCross = 2, DisplayNone = 3 };
 
-    // The states of pair k follow those of pair 1; seeking, positioning and confirming are 10 apart.
+    // The states of pair k follow those of pair 1; seeking, positioning and confirming are 10
+    // apart.
     enum AlignState {
         StateUnset = -1,
         StateAwaitView = 0, ///< the next view report notes the view centre
@@ -106,7 +107,10 @@ private:
     void wire();
 
     // Image composition (plugin/).
-    bool isPlaced() const { return alignState > StateViewNoted; }
+    bool isPlaced() const
+    {
+        return alignState > StateViewNoted;
+    }
     void enableLiveWidgets(bool enabled);
     int selectedDisplayMode() const;
 

@@ -38,7 +38,7 @@ QImage cross(int side)
         }
     return image;
 }
-}
+} // namespace
 
 QImage backgroundSEM::getImage()
 {
@@ -86,14 +86,19 @@ void backgroundSEM::displayChanged()
     const int mode = selectedDisplayMode();
     if (mode == displayMode)
         return;
+    const QPointer<backgroundSEM> alive(this);
     if (displayMode == DisplayLive) {
         if (sem->scanning)
             sem->stopScan();
+        if (!alive)
+            return;
         enableLiveWidgets(false);
     }
     if (mode == DisplayLive) {
         if (!sem->scanning)
             sem->startScan();
+        if (!alive)
+            return;
         displayMode = mode;
         enableLiveWidgets(true);
     } else {
@@ -107,8 +112,8 @@ void backgroundSEM::enableLiveWidgets(bool enabled)
 {
     if (!panel)
         return;
-    QWidget *const widgets[]
-        = {panel->detector, panel->dwellTime, panel->imageSize, panel->freezeButton};
+    QWidget *const widgets[] = { panel->detector, panel->dwellTime, panel->imageSize,
+                                 panel->freezeButton };
     for (size_t i = 0; i < sizeof widgets / sizeof widgets[0]; ++i)
         widgets[i]->setEnabled(enabled);
 }

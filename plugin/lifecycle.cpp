@@ -63,8 +63,8 @@ void backgroundSEM::init()
     if (!alive)
         return;
     if (panel) {
-        QRadioButton *const modes[]
-            = {panel->displayLive, panel->displayBox, panel->displayCross, panel->displayNone};
+        QRadioButton *const modes[] = { panel->displayLive, panel->displayBox, panel->displayCross,
+                                        panel->displayNone };
         if (displayMode >= DisplayLive && displayMode <= DisplayNone)
             modes[displayMode]->setChecked(true);
         if (displayMode != DisplayLive)
@@ -89,27 +89,29 @@ void backgroundSEM::wire()
         QObject *receiver;
         const char *slot;
     } connections[] = {
-        {sem, SIGNAL(setStatus(QString)), panel, SLOT(setStatus(QString))},
-        {sem, SIGNAL(imageChanged()), this, SLOT(newImageData())},
-        {panel->connectButton, SIGNAL(clicked()), this, SLOT(connectToSEM())},
-        {panel->disconnectButton, SIGNAL(clicked()), sem, SLOT(disconnected())},
-        {sem, SIGNAL(detectorInfo(QString, int)), panel, SLOT(detectorInfo(QString, int))},
-        {panel->detector, SIGNAL(currentIndexChanged(QString)), sem, SLOT(setDetector(QString))},
-        {panel->dwellTime, SIGNAL(currentIndexChanged(QString)), sem, SLOT(setDewellTime(QString))},
-        {panel->imageSize, SIGNAL(currentIndexChanged(QString)), this, SLOT(newImageSize(QString))},
-        {panel->freezeButton, SIGNAL(clicked()), this, SLOT(cloneImage())},
-        {sem, SIGNAL(zoomed()), this, SLOT(updatePos())},
-        {sem, SIGNAL(stageMoved()), this, SLOT(updatePos())},
-        {panel->displayBox, SIGNAL(clicked()), this, SLOT(displayChanged())},
-        {panel->displayNone, SIGNAL(clicked()), this, SLOT(displayChanged())},
-        {panel->displayCross, SIGNAL(clicked()), this, SLOT(displayChanged())},
-        {panel->displayLive, SIGNAL(clicked()), this, SLOT(displayChanged())},
-        {panel->stageToView, SIGNAL(clicked()), this, SLOT(stageToView())},
-        {panel->viewToStage, SIGNAL(clicked()), this, SLOT(viewToStage())},
-        {panel->align1, SIGNAL(clicked()), this, SLOT(align1())},
-        {panel->align2, SIGNAL(clicked()), this, SLOT(align2())},
-        {panel->align3, SIGNAL(clicked()), this, SLOT(align3())},
-        {panel->alignClear, SIGNAL(clicked()), this, SLOT(alignClear())},
+        { sem, SIGNAL(setStatus(QString)), panel, SLOT(setStatus(QString)) },
+        { sem, SIGNAL(imageChanged()), this, SLOT(newImageData()) },
+        { panel->connectButton, SIGNAL(clicked()), this, SLOT(connectToSEM()) },
+        { panel->disconnectButton, SIGNAL(clicked()), sem, SLOT(disconnected()) },
+        { sem, SIGNAL(detectorInfo(QString, int)), panel, SLOT(detectorInfo(QString, int)) },
+        { panel->detector, SIGNAL(currentIndexChanged(QString)), sem, SLOT(setDetector(QString)) },
+        { panel->dwellTime, SIGNAL(currentIndexChanged(QString)), sem,
+          SLOT(setDewellTime(QString)) },
+        { panel->imageSize, SIGNAL(currentIndexChanged(QString)), this,
+          SLOT(newImageSize(QString)) },
+        { panel->freezeButton, SIGNAL(clicked()), this, SLOT(cloneImage()) },
+        { sem, SIGNAL(zoomed()), this, SLOT(updatePos()) },
+        { sem, SIGNAL(stageMoved()), this, SLOT(updatePos()) },
+        { panel->displayBox, SIGNAL(clicked()), this, SLOT(displayChanged()) },
+        { panel->displayNone, SIGNAL(clicked()), this, SLOT(displayChanged()) },
+        { panel->displayCross, SIGNAL(clicked()), this, SLOT(displayChanged()) },
+        { panel->displayLive, SIGNAL(clicked()), this, SLOT(displayChanged()) },
+        { panel->stageToView, SIGNAL(clicked()), this, SLOT(stageToView()) },
+        { panel->viewToStage, SIGNAL(clicked()), this, SLOT(viewToStage()) },
+        { panel->align1, SIGNAL(clicked()), this, SLOT(align1()) },
+        { panel->align2, SIGNAL(clicked()), this, SLOT(align2()) },
+        { panel->align3, SIGNAL(clicked()), this, SLOT(align3()) },
+        { panel->alignClear, SIGNAL(clicked()), this, SLOT(alignClear()) },
     };
     for (size_t i = 0; i < sizeof connections / sizeof connections[0]; ++i)
         connect(connections[i].sender, connections[i].signal, connections[i].receiver,
@@ -150,7 +152,10 @@ void backgroundSEM::connectToSEM()
 {
     if (!sem || !panel)
         return;
+    const QPointer<backgroundSEM> alive(this);
     sem->connectToSEM(panel->host->text(), panel->port->value(), 0);
+    if (!alive)
+        return;
     alignState = StateAwaitView;
     emit requestView();
 }
@@ -160,9 +165,10 @@ void backgroundSEM::newImageSize(const QString &text)
     const QStringList sides = text.split(QLatin1Char('x'));
     if (!sem || sides.size() < 2)
         return;
-    sem->setImageSize(sides.at(0).toInt());
     const QPointer<backgroundSEM> alive(this);
-    emit imageUpdate();
+    sem->setImageSize(sides.at(0).toInt());
+    if (alive)
+        emit imageUpdate();
     if (alive)
         emit posUpdate();
 }

@@ -39,6 +39,12 @@ void selectContaining(QComboBox *list, const QString &text)
         list->setCurrentIndex(index);
 }
 
+/// In Qt 4 QString's own conversion would ask the user's locale first.
+double toNumber(const QString &text)
+{
+    return text.trimmed().toLatin1().toDouble();
+}
+
 QString number(double value)
 {
     return QString::number(value, 'g', 10);
@@ -65,7 +71,7 @@ QStringList entryTexts(const QMap<QString, QPolygonF> &alignments)
             texts.append(entryText(entry.key(), entry.value()));
     return texts;
 }
-}
+} // namespace
 
 /// Reads what the link is built from, and the rest that needs no panel; returns the frame's edge.
 int backgroundSEM::restoreScan(QSettings &settings, int *dwellNs, int *detector)
@@ -75,11 +81,13 @@ int backgroundSEM::restoreScan(QSettings &settings, int *dwellNs, int *detector)
     int scanSize = readInt(settings, imageSizeKey, defaultScanSize);
     displayMode = readInt(settings, displayKey, DisplayCross);
     restoreAlignments(settings);
+    if (scanSize < 1 || scanSize > tescan::maximumScanSize)
+        scanSize = defaultScanSize;
     if (double(*dwellNs) * scanSize * scanSize / 1e9 > maximumFrameSeconds) {
         scanSize = defaultScanSize;
         *dwellNs = defaultDwellNs;
     }
-    return scanSize < 1 || scanSize > tescan::maximumScanSize ? defaultScanSize : scanSize;
+    return scanSize;
 }
 
 void backgroundSEM::restoreAlignments(const QSettings &settings)
@@ -91,7 +99,7 @@ void backgroundSEM::restoreAlignments(const QSettings &settings)
             continue;
         QPolygonF points;
         for (int i = 2; i < fields.size(); i += 2)
-            points.append(QPointF(fields.at(i - 1).toDouble(), fields.at(i).toDouble()));
+            points.append(QPointF(toNumber(fields.at(i - 1)), toNumber(fields.at(i))));
         alignMap.insert(fields.at(0), points);
     }
 }
@@ -113,13 +121,13 @@ void backgroundSEM::save()
         const char *key;
         QVariant value;
     } values[] = {
-        {imageSizeKey, sem->scanSize},
-        {portKey, sem->semPort},
-        {hostKey, sem->semHost},
-        {detectorKey, sem->detectorIndex},
-        {dwellKey, sem->dwellNs},
-        {displayKey, displayMode},
-        {alignMapKey, entryTexts(alignMap)},
+        { imageSizeKey, sem->scanSize },
+        { portKey, sem->semPort },
+        { hostKey, sem->semHost },
+        { detectorKey, sem->detectorIndex },
+        { dwellKey, sem->dwellNs },
+        { displayKey, displayMode },
+        { alignMapKey, entryTexts(alignMap) },
     };
     for (size_t i = 0; i < sizeof values / sizeof values[0]; ++i)
         settings.setValue(QLatin1String(values[i].key), values[i].value);

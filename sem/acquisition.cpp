@@ -16,12 +16,13 @@ bool leadingNumber(const QString &text, char separator, int *number)
     *number = text.left(end).trimmed().toInt();
     return true;
 }
-}
+} // namespace
 
 void tescan::connectedData()
 {
     linkState = LinkUp;
-    emit setStatus("connected");
+    if (!tell("connected"))
+        return;
     TcpGetVersion();
     TcpGetSWVersion();
     if (!scanning)
@@ -31,7 +32,7 @@ void tescan::connectedData()
     headerFlags = startFlags;
     DtAutoSignal(0);
     scanFrame();
-    emit setStatus("start scanning");
+    tell("start scanning");
 }
 
 void tescan::startScan()
@@ -41,7 +42,8 @@ void tescan::startScan()
     scanning = true;
     selectDetector();
     headerFlags = startFlags;
-    emit setStatus("optimizing contrast");
+    if (!tell("optimizing contrast"))
+        return;
     DtAutoSignal(0);
     scanFrame();
     headerFlags = 0;
@@ -50,7 +52,8 @@ void tescan::startScan()
 void tescan::stopScan()
 {
     scanning = false;
-    emit setStatus("scanning stoped");
+    if (!tell("scanning stoped"))
+        return;
     headerFlags = 0;
     ScStopScan();
 }
@@ -61,7 +64,8 @@ void tescan::setDetector(QString text)
     if (!leadingNumber(text, '-', &detector) || detector == detectorIndex)
         return;
     detectorIndex = detector;
-    emit setStatus("set detector");
+    if (!tell("set detector"))
+        return;
     headerFlags = 0;
     DtGetGainBlack(0);
     ScStopScan();
@@ -74,7 +78,8 @@ void tescan::setDewellTime(QString text)
     int dwell;
     if (!leadingNumber(text, 'n', &dwell) || dwell == dwellNs)
         return;
-    emit setStatus("adjust dwell");
+    if (!tell("adjust dwell"))
+        return;
     dwellNs = dwell;
     headerFlags = 0;
     ScStopScan();
@@ -85,7 +90,8 @@ void tescan::setImageSize(int size)
 {
     if (size == scanSize || size < 1 || size > maximumScanSize)
         return;
-    emit setStatus("adjust size");
+    if (!tell("adjust size"))
+        return;
     scanSize = size;
     headerFlags = 0;
     ScStopScan();

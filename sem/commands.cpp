@@ -20,7 +20,7 @@ void sendReals(tescan *link, const char *name, std::initializer_list<double> val
         link->sendFloat(*value);
     link->send();
 }
-}
+} // namespace
 
 void tescan::TcpRegDataPort(int dataPort)
 {
@@ -46,22 +46,22 @@ void tescan::DtEnumDetectors()
 
 void tescan::DtSelect(int channel, int detector)
 {
-    sendCommand(this, "DtSelect", {channel, detector});
+    sendCommand(this, "DtSelect", { channel, detector });
 }
 
 void tescan::DtEnable(int channel, int enable, int bitsPerPixel)
 {
-    sendCommand(this, "DtEnable", {channel, enable, bitsPerPixel});
+    sendCommand(this, "DtEnable", { channel, enable, bitsPerPixel });
 }
 
 void tescan::DtAutoSignal(int channel)
 {
-    sendCommand(this, "DtAutoSignal", {channel});
+    sendCommand(this, "DtAutoSignal", { channel });
 }
 
 void tescan::DtGetGainBlack(int channel)
 {
-    sendCommand(this, "DtGetGainBlack", {channel});
+    sendCommand(this, "DtGetGainBlack", { channel });
 }
 
 void tescan::GetWD()
@@ -76,7 +76,7 @@ void tescan::GetViewField()
 
 void tescan::SetViewField(float viewField)
 {
-    sendReals(this, "SetViewField", {viewField});
+    sendReals(this, "SetViewField", { viewField });
 }
 
 void tescan::ScScanXY(unsigned int frameId, unsigned int width, unsigned int height,
@@ -84,7 +84,7 @@ void tescan::ScScanXY(unsigned int frameId, unsigned int width, unsigned int hei
                       int single, unsigned int dwellNs)
 {
     createHeader(QLatin1String("ScScanXY"));
-    const unsigned int frame[] = {frameId, width, height, left, top, right, bottom};
+    const unsigned int frame[] = { frameId, width, height, left, top, right, bottom };
     for (size_t i = 0; i < sizeof frame / sizeof frame[0]; ++i)
         sendUint(frame[i]);
     sendInt(single);
@@ -104,5 +104,5 @@ void tescan::StgGetPosition()
 
 void tescan::StgMoveTo(double x, double y, double value3, double value4, double value5)
 {
-    sendReals(this, "StgMoveTo", {x, y, value3, value4, value5});
+    sendReals(this, "StgMoveTo", { x, y, value3, value4, value5 });
 }

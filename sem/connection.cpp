@@ -2,21 +2,37 @@
 
 #include "sem/tescan.h"
 
+#include <QPointer>
+
 void tescan::connectToSEM(QString host, int port, int)
 {
-    dropConnection();
+    if (!dropConnection())
+        return;
     semHost = host;
     semPort = port;
-    controlSocket->connectToHost(semHost, quint16(semPort), QIODevice::ReadWrite);
-    emit setStatus("connecting...");
+    // First: an attempt may fail at once, and its reason is what the user should read.
+    if (tell("connecting..."))
+        controlSocket->connectToHost(semHost, quint16(semPort), QIODevice::ReadWrite);
 }
 
-void tescan::dropConnection()
+/// Emits a status text; false if whoever received it deleted the link.
+bool tescan::tell(const char *status)
 {
+    const QPointer<tescan> alive(this);
+    emit setStatus(QLatin1String(status));
+    return alive;
+}
+
+/// Back to a clean slate, whatever was under way; false if the link was deleted meanwhile.
+bool tescan::dropConnection()
+{
+    const QPointer<tescan> alive(this);
     ++m_attempt;
     if (linkState >= AwaitDataPort)
         disconnected();
-    QTcpSocket *const sockets[] = {controlSocket, dataSocket};
+    if (!alive)
+        return false;
+    QTcpSocket *const sockets[] = { controlSocket, dataSocket };
     for (int i = 0; i < 2; ++i) {
         const bool blocked = sockets[i]->blockSignals(true);
         sockets[i]->abort();
@@ -25,23 +41,27 @@ void tescan::dropConnection()
     receiveBuffer.clear();
     dataBuffer.clear();
     m_skipControl = m_skipData = 0;
-    headerFlags = 0;
+    return true;
 }
 
 void tescan::connected()
 {
     TcpRegDataPort(dataPort);
     linkState = AwaitDataPort;
-    emit setStatus("connecting data channel...");
-    DtEnumDetectors();
+    if (tell("connecting data channel..."))
+        DtEnumDetectors();
 }
 
 void tescan::disconnected()
 {
-    emit setStatus("disconnected...");
+    if (!tell("disconnected..."))
+        return;
+    const QPointer<tescan> alive(this);
     dataSocket->disconnectFromHost();
-    controlSocket->disconnectFromHost();
-    linkState = NotConnected;
+    if (alive)
+        controlSocket->disconnectFromHost();
+    if (alive)
+        linkState = NotConnected;
 }
 
 void tescan::triggerTimer()
@@ -57,8 +77,9 @@ void tescan::triggerTimer()
     }
 }
 
-/// Takes over what has arrived; false if nothing has. To be called until then: while a handler runs an
-/// event loop of its own, the socket announces nothing, and it stops reading when its buffer is full.
+/// Takes over what has arrived; false if nothing has. To be called until then: while a handler runs
+/// an event loop of its own, the socket announces nothing, and it stops reading when its buffer is
+/// full.
 bool tescan::receive(QTcpSocket *socket, QByteArray *buffer, qint64 *skip)
 {
     // Straight to the end of the buffer: at full scan rate every copy counts.
@@ -74,8 +95,8 @@ bool tescan::receive(QTcpSocket *socket, QByteArray *buffer, qint64 *skip)
 }
 
 /// Whether the message of `length` bytes at `start` has arrived whole. One that is still incomplete
-/// beyond `maximum` bytes can be nothing the instrument sends: the rest of it is to be skipped as it
-/// arrives, so that no announced size makes the buffer grow without bound.
+/// beyond `maximum` bytes can be nothing the instrument sends: the rest of it is to be skipped as
+/// it arrives, so that no announced size makes the buffer grow without bound.
 bool tescan::complete(QByteArray *buffer, int start, qint64 length, int maximum, qint64 *skip)
 {
     const qint64 held = buffer->size() - start;

@@ -5,8 +5,8 @@
 #include <QObject>
 #include <QString>
 
-/// Reports why a connection attempt failed. A connection that was up and breaks is not its business:
-/// the socket's disconnected() tells that.
+/// Reports why a connection attempt failed. A connection that was up and breaks is not its
+/// business: the socket's disconnected() tells that.
 class ConnectionWatch : public QObject {
     Q_OBJECT
 

@@ -1,5 +1,5 @@
-// The receive path of the control channel: replies are told apart by their names only, and handled in
-// the order in which they arrive, whether or not this link asked for them.
+// The receive path of the control channel: replies are told apart by their names only, and handled
+// in the order in which they arrive, whether or not this link asked for them.
 
 #include "sem/messageheader.h"
 #include "sem/tescan.h"
@@ -11,7 +11,7 @@
 namespace {
 // The longest reply is a list of detectors, a few kilobytes.
 const int maximumReply = 1 << 20;
-}
+} // namespace
 
 struct tescan::Reply {
     const char *name;
@@ -29,7 +29,7 @@ void tescan::read()
 void tescan::processResponce()
 {
     const QPointer<tescan> alive(this);
-    const int attempt = m_attempt;
+    int attempt = m_attempt;
     int start = 0;
     m_handlingReplies = true;
     while (receiveBuffer.size() - start >= headerSize) {
@@ -48,11 +48,9 @@ void tescan::processResponce()
         handleReply(name, bodySize, &pos);
         if (!alive)
             return;
-        if (attempt != m_attempt) {
-            start = 0;
-            break;
-        }
-        start += int(length);
+        // A handler that connected again emptied the buffer.
+        start = attempt == m_attempt ? start + int(length) : 0;
+        attempt = m_attempt;
     }
     receiveBuffer.remove(0, start);
     m_handlingReplies = false;
@@ -61,15 +59,15 @@ void tescan::processResponce()
 void tescan::handleReply(const QString &name, unsigned int bodySize, int *pos)
 {
     static const Reply replies[] = {
-        {"DtGetGainBlack", &tescan::replyGainBlack},
-        {"GetWD", &tescan::replyWD},
-        {"TcpGetVersion", &tescan::replyVersion},
-        {"TcpGetSWVersion", &tescan::replySWVersion},
-        {"TcpRegDataPort", &tescan::replyDataPort},
-        {"DtEnumDetectors", &tescan::replyDetectors},
-        {"StgGetPosition", &tescan::replyPosition},
-        {"ScScanXY", &tescan::replyScan},
-        {"GetViewField", &tescan::replyViewField},
+        { "DtGetGainBlack", &tescan::replyGainBlack },
+        { "GetWD", &tescan::replyWD },
+        { "TcpGetVersion", &tescan::replyVersion },
+        { "TcpGetSWVersion", &tescan::replySWVersion },
+        { "TcpRegDataPort", &tescan::replyDataPort },
+        { "DtEnumDetectors", &tescan::replyDetectors },
+        { "StgGetPosition", &tescan::replyPosition },
+        { "ScScanXY", &tescan::replyScan },
+        { "GetViewField", &tescan::replyViewField },
     };
     for (size_t i = 0; i < sizeof replies / sizeof replies[0]; ++i)
         if (name == QLatin1String(replies[i].name))

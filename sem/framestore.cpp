@@ -3,8 +3,8 @@
 #include <cstring>
 
 namespace {
-// A scan arrives in order, so runs join up; more than this means that the microscope jumps about and
-// copying the frame whole is as good.
+// A scan arrives in order, so runs join up; more than this means that the microscope jumps about
+// and copying the frame whole is as good.
 const int maximumRuns = 64;
 
 // QImage::bits() would detach; the caller has made sure that nobody else holds the image.
@@ -12,7 +12,7 @@ quint32 *pixels(QImage *image)
 {
     return reinterpret_cast<quint32 *>(image->bits());
 }
-}
+} // namespace
 
 void FrameStore::reset(const QImage &front)
 {
@@ -47,13 +47,13 @@ void FrameStore::written(int first, int count)
         return;
     m_stalePixels += count;
     if (m_stalePixels >= framePixels || m_stale.size() == maximumRuns) {
-        const Run everything = {0, framePixels};
+        const Run everything = { 0, framePixels };
         m_stale.fill(everything, 1);
         m_stalePixels = framePixels;
     } else if (!m_stale.isEmpty() && m_stale.last().first + m_stale.last().count == first) {
         m_stale.last().count += count;
     } else {
-        const Run run = {first, count};
+        const Run run = { first, count };
         m_stale.append(run);
     }
 }

@@ -12,7 +12,10 @@
 /// reader's copy never changes.
 class FrameStore {
 public:
-    FrameStore() : m_stalePixels(0) {}
+    FrameStore()
+        : m_stalePixels(0)
+    {
+    }
 
     /// Takes `front` as the new frame and prepares the second one. A null image empties the store.
     void reset(const QImage &front);

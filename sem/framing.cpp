@@ -1,5 +1,5 @@
-// Messages of the remote-control protocol: a header of 32 bytes (name, body size at 16, flags at 25)
-// and a body of values, all integers little-endian.
+// Messages of the remote-control protocol: a header of 32 bytes (name, body size at 16, flags at
+// 25) and a body of values, all integers little-endian.
 
 #include "sem/messageheader.h"
 #include "sem/tescan.h"
@@ -42,7 +42,7 @@ quint32 readUint32(const QByteArray &buffer, int *pos)
     advance(pos, 4);
     return value;
 }
-}
+} // namespace
 
 void tescan::createHeader(QString name)
 {
@@ -81,9 +81,12 @@ void tescan::sendFloat(double value)
 
 void tescan::send()
 {
+    if (sendBuffer.size() < headerSize)
+        return;
     const quint32 bodySize = quint32(sendBuffer.size() - headerSize);
     qToLittleEndian(bodySize, reinterpret_cast<uchar *>(sendBuffer.data()) + bodySizeOffset);
-    // A socket that is still connecting would keep the message and send it ahead of the registration.
+    // A socket that is still connecting would keep the message and send it ahead of the
+    // registration.
     if (controlSocket->state() == QAbstractSocket::ConnectedState)
         controlSocket->write(sendBuffer);
 }
@@ -119,7 +122,7 @@ QString tescan::getString(int *pos)
 double tescan::getFloat(int *pos)
 {
     // Unlike QString's conversion in Qt 4, that of QByteArray never asks the user's locale.
-    return getString(pos).trimmed().toLatin1().toDouble();
+    return getString(pos).trimmed().toLower().toLatin1().toDouble();
 }
 
 int tescan::getUint8Data(int *pos)

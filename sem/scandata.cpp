@@ -1,4 +1,5 @@
-// The receive path of the data channel: messages of grey pixels that are written into the live frame.
+// The receive path of the data channel: messages of grey pixels that are written into the live
+// frame.
 
 #include "sem/messageheader.h"
 #include "sem/tescan.h"
@@ -25,7 +26,7 @@ void expandGrey(const uchar *grey, int count, quint32 *pixels)
         pixels[i] = 0xFF000000u | g << 16 | g << 8 | g;
     }
 }
-}
+} // namespace
 
 void tescan::readData()
 {
@@ -53,7 +54,7 @@ void tescan::processData()
 int tescan::processMessages()
 {
     const QPointer<tescan> alive(this);
-    const int attempt = m_attempt;
+    int attempt = m_attempt;
     int start = 0;
     int written = 0;
     while (dataBuffer.size() - start > headerSize) {
@@ -64,9 +65,9 @@ int tescan::processMessages()
             placeScanData(start, int(length));
             if (!alive)
                 return 0;
-            if (attempt != m_attempt)
-                return written;
-            start += int(length);
+            // A receiver that connected again emptied the buffer.
+            start = attempt == m_attempt ? start + int(length) : 0;
+            attempt = m_attempt;
             ++written;
         } else {
             if (!known || m_skipData > 0) {
@@ -97,19 +98,19 @@ void tescan::placeScanData(int start, int length)
     const unsigned int index = getUint32Data(&pos);
     getInt32Data(&pos);
     getUint32Data(&pos);
+    if (scanSize > 0) {
+        pixelColumn = int(index % unsigned(scanSize));
+        pixelRow = int(index / unsigned(scanSize));
+    }
     if (index == 0) {
-        const QPointer<tescan> alive(this);
         headerFlags = 0;
-        if (scanning)
-            emit setStatus("scanning...");
-        if (!alive)
+        const int attempt = m_attempt;
+        if (scanning && (!tell("scanning...") || attempt != m_attempt))
             return;
     }
     const int count = length - headerSize - runOffset;
-    if (scanSize < 1 || count <= 0 || dataBuffer.size() < start + length)
+    if (scanSize < 1 || count <= 0)
         return;
-    pixelColumn = int(index % unsigned(scanSize));
-    pixelRow = int(index / unsigned(scanSize));
     writePixels(reinterpret_cast<const uchar *>(dataBuffer.constData()) + pos, count);
 }
 

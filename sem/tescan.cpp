@@ -6,14 +6,16 @@
 
 namespace {
 const int pollMs = 500;
-// What is read at a time: it bounds how long the host waits for its event loop, and stays in the cache
-// from the socket to the frame.
+// What is read at a time: it bounds how long the host waits for its event loop, and stays in the
+// cache from the socket to the frame.
 const int readBufferBytes = 128 * 1024;
 const QRgb emptyFrame = 0xFF646464;
-}
+} // namespace
 
 tescan::tescan(int detectorIndex, int dwellNs, int scanSize)
-    : headerFlags(0)
+    : controlSocket(0)
+    , dataSocket(0)
+    , headerFlags(0)
     , dataPort(40154 + 2 * (std::rand() % 3000))
     , scanSize(scanSize)
     , linkState(NotConnected)
@@ -40,7 +42,7 @@ tescan::~tescan()
     // The host may delete the plugin from within a signal that data of a socket set off; then the
     // socket is still at work further up the stack.
     const bool insideSlot = sender() != 0;
-    QTcpSocket *const sockets[] = {controlSocket, dataSocket};
+    QTcpSocket *const sockets[] = { controlSocket, dataSocket };
     for (int i = 0; i < 2; ++i) {
         sockets[i]->disconnect(this);
         sockets[i]->abort();
@@ -54,6 +56,8 @@ tescan::~tescan()
 void tescan::init()
 {
     timer.start(pollMs);
+    delete controlSocket;
+    delete dataSocket;
     controlSocket = createSocket(SLOT(connected()), SLOT(read()), "connection failed: ");
     dataSocket = createSocket(SLOT(connectedData()), SLOT(readData()), "data connection failed: ");
     dataBuffer.reserve(2 * readBufferBytes);
@@ -61,8 +65,7 @@ void tescan::init()
     createImage();
 }
 
-QTcpSocket *tescan::createSocket(const char *onConnected, const char *onData,
-                                 const char *failure)
+QTcpSocket *tescan::createSocket(const char *onConnected, const char *onData, const char *failure)
 {
     QTcpSocket *socket = new QTcpSocket;
     socket->setReadBufferSize(readBufferBytes);

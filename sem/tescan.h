@@ -13,20 +13,21 @@
 /// The link to a TESCAN scanning electron microscope through its remote-control protocol.
 ///
 /// Two TCP connections: on the control channel commands go out and replies come back, matched by
-/// their names only; on the data channel (control port + 1) the scan arrives. Everything runs on the
-/// thread that owns the object. Stage values and the view field are kept as the microscope reports
-/// them, unconverted. Nothing here throws; the user is told through setStatus(), and what only a
-/// developer wants to know goes to standard output.
+/// their names only; on the data channel (control port + 1) the scan arrives. Everything runs on
+/// the thread that owns the object. Stage values and the view field are kept as the microscope
+/// reports them, unconverted. Nothing here throws; the user is told through setStatus(), and what
+/// only a developer wants to know goes to standard output.
 class tescan : public QObject {
     Q_OBJECT
 
 public:
-    /// The largest frame edge that is ever allocated, in pixels (1 GiB of 32-bit pixels).
-    static const int maximumScanSize = 16384;
+    /// The largest frame edge that is ever allocated, in pixels, the largest that the microscope
+    /// scans.
+    static const int maximumScanSize = 8192;
 
-    /// detectorIndex: number of the detector in the microscope's list; dwellNs: dwell time per pixel;
-    /// scanSize: edge of the square frame in pixels, 1 to maximumScanSize. With any other size
-    /// `image` is null and scan data is skipped.
+    /// detectorIndex: number of the detector in the microscope's list; dwellNs: dwell time per
+    /// pixel; scanSize: edge of the square frame in pixels, 1 to maximumScanSize. With any other
+    /// size `image` is null and scan data is skipped.
     tescan(int detectorIndex, int dwellNs, int scanSize);
     ~tescan();
 
@@ -45,8 +46,8 @@ public:
     /// Fills in the body size and writes the message; without a control channel it is lost.
     void send();
 
-    // Reading values: at *pos in the received bytes, which advances past the value. What lies beyond
-    // the received bytes reads as zero or as an empty text.
+    // Reading values: at *pos in the received bytes, which advances past the value. What lies
+    // beyond the received bytes reads as zero or as an empty text.
     int getUint8(int *pos);
     unsigned int getUint32(int *pos);
     int getInt32(int *pos);
@@ -135,7 +136,8 @@ private:
     struct Reply;
 
     QTcpSocket *createSocket(const char *onConnected, const char *onData, const char *failure);
-    void dropConnection();
+    bool dropConnection();
+    bool tell(const char *status);
     void createImage();
 
     bool receive(QTcpSocket *socket, QByteArray *buffer, qint64 *skip);
