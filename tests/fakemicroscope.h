@@ -85,8 +85,10 @@ public:
     QTcpServer controlServer;
     QTcpServer dataServer; ///< close() it to refuse data channels
 
+protected:
+    virtual void write(QTcpSocket *socket, const QByteArray &bytes);
+
 private:
-    static void write(QTcpSocket *socket, const QByteArray &bytes);
     static QString describe(const Command &command);
     void takeMessages();
 
