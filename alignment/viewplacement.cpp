@@ -19,15 +19,16 @@ struct backgroundSEM::HostValues {
     }
 
     // As a whole and only if all are finite: a host cannot draw anything else.
-    void write(const ImagePlacement &placement) const
+    bool write(const ImagePlacement &placement) const
     {
         if (!placement.isFinite())
-            return;
+            return false;
         const double corrected[] = { placement.x,       placement.y,      placement.scaleX,
                                      placement.scaleY,  placement.shearH, placement.shearV,
                                      placement.rotation };
         for (int i = 0; i < 7; ++i)
             *values[i] = corrected[i];
+        return true;
     }
 };
 
@@ -100,9 +101,10 @@ void backgroundSEM::placeFirst(const HostValues &host)
     const QPointF centre = alignPoints.isEmpty() ? QPointF() : alignPoints.first();
     ImagePlacement placement = host.read();
     placement.scaleX = placement.scaleY = nominalPixelSize();
+    placement.moveCentreTo(centre, sem->scanSize);
+    if (!host.write(placement))
+        return;
     takeOverMicroscope();
-    placement.moveCentreTo(centre, lastImageSize);
-    host.write(placement);
     createStageMap(QPointF(lastStageX, lastStageY), centre);
     alignState = StatePlaced;
     prepareImage();
@@ -186,7 +188,7 @@ void backgroundSEM::getView(double zoom, int centreX, int centreY, int width, in
     if (!alive || !stageToViewPending)
         return;
     stageToViewPending = false;
-    if (isPlaced() && lastViewField != 0)
+    if (isPlaced() && lastViewField != 0 && !stageMap.isIdentity())
         moveStageToView(centre, qMax(width, height) / zoom * databaseUnits * 1000);
     else
         showStatus(tr("the image has not been placed yet"));
@@ -198,8 +200,9 @@ void backgroundSEM::moveStageToView(const QPointF &centre, double viewFieldMm)
 {
     const float viewField = float(viewFieldMm);
     const QPointF stage = stageMap.inverted().map(centre);
-    if (!isUsable(stageMap) || !qIsFinite(viewField) || !moveStage(stage))
+    if (!isUsable(stageMap) || !qIsFinite(viewField) || !canMoveStage(stage))
         return;
+    moveStage(stage);
     sem->SetViewField(viewField);
 }
 

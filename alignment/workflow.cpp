@@ -8,7 +8,6 @@
 #include <qnumeric.h>
 
 namespace {
-const int seekingOffset = 10;
 const int confirmingOffset = 20;
 const int minimumNameLength = 3;
 // Fewer than two pairs are no alignment worth coming back to.
@@ -63,11 +62,10 @@ void backgroundSEM::alignRow(int pair)
 void backgroundSEM::startRow(int pair)
 {
     const QPointer<backgroundSEM> alive(this);
-    alignState = StatePositioning1 + pair - 1;
-    if (alignPoints.size() >= 2 * pair) {
+    const bool recorded = alignPoints.size() >= 2 * pair;
+    if (recorded)
         moveStage(alignPoints.at(2 * pair - 1));
-        alignState += seekingOffset;
-    }
+    alignState = (recorded ? StateSeeking1 : StatePositioning1) + pair - 1;
     emit requestAlignManuel();
     if (!alive)
         return;
@@ -147,15 +145,20 @@ void backgroundSEM::getDesignName(QString name)
     enableClear(true);
 }
 
-bool backgroundSEM::moveStage(QPointF stage)
+bool backgroundSEM::canMoveStage(const QPointF &stage) const
 {
     const double values[] = { stage.x(), stage.y(), sem->stageValue3, lastStageValue4,
                               sem->stageValue5 };
     for (size_t i = 0; i < sizeof values / sizeof values[0]; ++i)
         if (!qIsFinite(values[i]))
             return false;
-    sem->StgMoveTo(values[0], values[1], values[2], values[3], values[4]);
     return true;
+}
+
+void backgroundSEM::moveStage(QPointF stage)
+{
+    if (canMoveStage(stage))
+        sem->StgMoveTo(stage.x(), stage.y(), sem->stageValue3, lastStageValue4, sem->stageValue5);
 }
 
 void backgroundSEM::stageToView()

@@ -9,8 +9,11 @@
 #include <QMimeData>
 #include <QSettings>
 #include <QSlider>
+#include <QStatusBar>
 
 namespace viewer {
+
+static const int hintMs = 15000;
 
 MainWindow::MainWindow()
     : m_session(&m_background)
@@ -40,7 +43,14 @@ void MainWindow::connectSession()
     connect(&m_session, &PluginSession::panelAdded, this, &MainWindow::addPanel);
     connect(&m_session, &PluginSession::panelRemoved, this, &MainWindow::removePanel);
     connect(&m_session, &PluginSession::centreRequested, m_view, &LayoutView::centreOnImage);
-    connect(&m_session, &PluginSession::cloneRequested, this, [this] { m_background.cloneLive(); });
+    connect(&m_session, &PluginSession::cloneRequested, this, [this] {
+        if (!m_background.cloneLive())
+            statusBar()->showMessage(tr("There is no live image to clone."), hintMs);
+    });
+    connect(&m_session, &PluginSession::placedAnew, this, [this] {
+        statusBar()->showMessage(
+            tr("The image was placed anew. Press B to bring a stored alignment back."), hintMs);
+    });
     connect(&m_session, &PluginSession::viewRequested, this,
             [this] { m_session.reportView(m_view->view()); });
     connect(&m_session, &PluginSession::manualAlignmentRequested, mode,
@@ -60,6 +70,7 @@ bool MainWindow::openDesign(const QString &path, QString *error)
     m_designPath = path;
     m_layers->setDesign(*m_design);
     m_view->setDesign(m_design);
+    m_view->alignMode()->setMode(AlignMode::Off);
     setWindowTitle(
         tr("%1 \u2013 %2 \u2013 Layout viewer").arg(m_design->name(), QFileInfo(path).fileName()));
     m_session.setDesign(m_design->name(), m_design->databaseUnitMetres());

@@ -117,7 +117,6 @@ void MainWindow::addPanel(QWidget *panel, const QString &name)
     const QSize wanted = panel->size();
     auto *area = new QScrollArea;
     area->setFrameShape(QFrame::NoFrame);
-    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     area->setWidget(panel);
     area->setWidgetResizable(true);
     area->setMinimumWidth(qMax(wanted.width(), panel->minimumSizeHint().width())

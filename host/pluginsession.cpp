@@ -100,17 +100,27 @@ void PluginSession::setDesign(const QString &name, double databaseUnitMetres)
 {
     if (m_databaseUnitMetres > 0 && databaseUnitMetres != m_databaseUnitMetres)
         m_background->rescale(m_databaseUnitMetres / databaseUnitMetres);
+    const bool another = m_databaseUnitMetres > 0
+        && (name != m_designName || databaseUnitMetres != m_databaseUnitMetres);
     m_designName = name;
     m_databaseUnitMetres = databaseUnitMetres;
-    reportDesign();
+    report(another);
 }
 
-// The unit first: the name brings back a stored alignment, which is checked with the unit.
 void PluginSession::reportDesign()
+{
+    report(false);
+}
+
+// The unit first: the name brings back a stored alignment, which is checked with the unit. With
+// another design the pairs at hand go: they must not be stored under its name.
+void PluginSession::report(bool anotherDesign)
 {
     if (!m_interface || m_databaseUnitMetres <= 0)
         return;
     m_interface->setDatabaseUnits(m_databaseUnitMetres);
+    if (anotherDesign)
+        invoke("alignClear");
     m_interface->getDesignName(m_designName);
 }
 
@@ -166,10 +176,13 @@ void PluginSession::takePosition()
 }
 
 // Connecting makes the plugin forget the alignment for a new first placement, and the name brings it
-// back. Only once for each plugin: after "clear alignment" it has to stay away.
+// back. Only once for each plugin: after "clear alignment" it has to stay away, and the plugin does
+// not tell which of the two it was.
 void PluginSession::restoreOnce()
 {
-    if (!m_restored)
+    if (m_restored)
+        emit placedAnew();
+    else
         reportDesign();
     m_restored = true;
 }

@@ -50,6 +50,7 @@ signals:
     void manualAlignmentRequested();
     void assistedAlignmentRequested();
     void cloneRequested();
+    void placedAnew(); ///< not for the first time: the alignment is no longer in force
     void viewRequested(); ///< answer with reportView()
     void defaultModeRequested();
 
@@ -60,6 +61,7 @@ private slots:
 
 private:
     void restoreOnce();
+    void report(bool anotherDesign);
     void connectPlugin();
     void fetchImage();
 

@@ -123,7 +123,8 @@ private:
     void showStatus(const QString &text);
 
     // Alignment workflow (alignment/).
-    bool moveStage(QPointF stage); ///< to a position in mm; false if it would not be finite
+    bool canMoveStage(const QPointF &stage) const; ///< whether all five values are finite
+    void moveStage(QPointF stage); ///< to a position in mm
     void alignRow(int pair);
     void startRow(int pair);
     void confirmRow(int pair);

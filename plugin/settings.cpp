@@ -9,6 +9,7 @@
 #include <QStringList>
 
 #include <cstdio>
+#include <new>
 
 namespace {
 const int defaultScanSize = 512;
@@ -27,9 +28,19 @@ const char dwellKey[] = "tescan/dwelltime";
 const char displayKey[] = "tescan/display";
 const char alignMapKey[] = "tescan/alignMap";
 
+/// A rotten value may announce billions of elements; Qt then asks for the memory and throws.
+QVariant stored(const QSettings &settings, const char *key, const QVariant &defaultValue)
+{
+    try {
+        return settings.value(QLatin1String(key), defaultValue);
+    } catch (const std::bad_alloc &) {
+        return defaultValue;
+    }
+}
+
 int readInt(const QSettings &settings, const char *key, int defaultValue)
 {
-    return settings.value(QLatin1String(key), defaultValue).toInt();
+    return stored(settings, key, defaultValue).toInt();
 }
 
 void selectContaining(QComboBox *list, const QString &text)
@@ -92,7 +103,7 @@ int backgroundSEM::restoreScan(QSettings &settings, int *dwellNs, int *detector)
 
 void backgroundSEM::restoreAlignments(const QSettings &settings)
 {
-    const QStringList entries = settings.value(QLatin1String(alignMapKey)).toStringList();
+    const QStringList entries = stored(settings, alignMapKey, QVariant()).toStringList();
     for (int entry = 0; entry < entries.size(); ++entry) {
         const QStringList fields = entries.at(entry).split(QLatin1Char(';'));
         if (fields.size() < minimumFields)
@@ -107,8 +118,7 @@ void backgroundSEM::restoreAlignments(const QSettings &settings)
 void backgroundSEM::restorePanel(QSettings &settings, int dwellNs, int scanSize)
 {
     const int port = readInt(settings, portKey, 8300);
-    panel->host->setText(
-        settings.value(QLatin1String(hostKey), QLatin1String("127.0.0.1")).toString());
+    panel->host->setText(stored(settings, hostKey, QLatin1String("127.0.0.1")).toString());
     panel->port->setValue(port);
     selectContaining(panel->dwellTime, QString::number(dwellNs) + QLatin1String("ns"));
     selectContaining(panel->imageSize, QString::number(scanSize) + QLatin1Char('x'));

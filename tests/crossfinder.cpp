@@ -20,8 +20,7 @@ public:
     {
         for (int y = 0; y < image.height(); ++y)
             for (int x = 0; x < image.width(); ++x)
-                at(x + 1, y + 1)
-                    = grey(image, x, y) + at(x, y + 1) + at(x + 1, y) - at(x, y);
+                at(x + 1, y + 1) = grey(image, x, y) + at(x, y + 1) + at(x + 1, y) - at(x, y);
     }
 
     double mean(double x, double y, double width, double height)
@@ -44,8 +43,7 @@ struct Line {
 };
 
 // The line through the centroids of the arm, across which `profile(along, across)` gives the grey.
-template <typename Profile>
-Line fitArm(const Profile &profile, double armLength, double armWidth)
+template <typename Profile> Line fitArm(const Profile &profile, double armLength, double armWidth)
 {
     const int reach = qRound(armLength / 2 * std::sin(qDegreesToRadians(10.0)) + armWidth);
     double n = 0, sumA = 0, sumC = 0, sumAA = 0, sumAC = 0;
@@ -106,13 +104,13 @@ double armEnd(const QImage &image, const QPointF &centre, const QPointF &directi
         end += 0.25 * (across(distance) - outside) / (inside - outside);
     return end;
 }
-}
+} // namespace
 
 Cross findCross(const QImage &image, double armLength, double armWidth)
 {
     BoxSums sums(image);
     const double reach = armLength / 2;
-    const QPointF sides[] = {{1, 0}, {-1, 0}, {0, 1}, {0, -1}};
+    const QPointF sides[] = { { 1, 0 }, { -1, 0 }, { 0, 1 }, { 0, -1 } };
     Cross best;
     double bestContrast = 30; // grey levels: noise and bare ground stay below
     for (int y = qCeil(reach); y < image.height() - reach; ++y)
@@ -122,14 +120,15 @@ Cross findCross(const QImage &image, double armLength, double armWidth)
                 // one bar of the inner half of each arm, one box of ground between two arms
                 const double length = reach * 0.5;
                 const bool level = side.y() == 0;
-                darkestArm = qMin(darkestArm,
-                                  sums.mean(x + 0.5 + side.x() * length, y + 0.5 + side.y() * length,
-                                            level ? length : armWidth, level ? armWidth : length));
+                darkestArm =
+                    qMin(darkestArm,
+                         sums.mean(x + 0.5 + side.x() * length, y + 0.5 + side.y() * length,
+                                   level ? length : armWidth, level ? armWidth : length));
                 const QPointF corner(side.x() - side.y(), side.y() + side.x());
-                brightestGround
-                    = qMax(brightestGround,
-                           sums.mean(x + 0.5 + corner.x() * length, y + 0.5 + corner.y() * length,
-                                     length * 0.8, length * 0.8));
+                brightestGround =
+                    qMax(brightestGround,
+                         sums.mean(x + 0.5 + corner.x() * length, y + 0.5 + corner.y() * length,
+                                   length * 0.8, length * 0.8));
             }
             if (darkestArm - brightestGround > bestContrast) {
                 bestContrast = darkestArm - brightestGround;
@@ -145,13 +144,13 @@ Cross measureCross(const QImage &image, const Cross &guess, double armLength, do
     Cross cross = guess;
     for (int pass = 0; pass < 2 && cross.found; ++pass) {
         const int x = qFloor(cross.centre.x()), y = qFloor(cross.centre.y());
-        const Line level = fitArm([&](int a, int c) { return grey(image, x + a, y + c); },
-                                  armLength, armWidth);
-        const Line upright = fitArm([&](int a, int c) { return grey(image, x + c, y + a); },
-                                    armLength, armWidth);
+        const Line level =
+            fitArm([&](int a, int c) { return grey(image, x + a, y + c); }, armLength, armWidth);
+        const Line upright =
+            fitArm([&](int a, int c) { return grey(image, x + c, y + a); }, armLength, armWidth);
         // row = level(column) and column = upright(row)
-        const double row = (level.at0 + level.slope * upright.at0)
-            / (1 - level.slope * upright.slope);
+        const double row =
+            (level.at0 + level.slope * upright.at0) / (1 - level.slope * upright.slope);
         cross.centre = QPointF(x + 0.5 + upright.at0 + upright.slope * row, y + 0.5 + row);
         cross.degrees = qRadiansToDegrees((std::atan(upright.slope) - std::atan(level.slope)) / 2);
     }

@@ -92,6 +92,7 @@ signals:
 
 public slots:
     void alignAssist() { emit requestAlignAssist(); }
+    void alignClear() { calls << "alignClear"; }
 };
 
 #endif

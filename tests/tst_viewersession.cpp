@@ -33,7 +33,7 @@ void TestViewerSession::designIsReportedUnitFirst()
     QString error;
     QVERIFY(
         fixture.window.openDesign(fixture.write("b.gds", gdsii::library(other, "OTHER")), &error));
-    QCOMPARE(fixture.plugin->calls, QStringList({ "units 1e-09", "name OTHER" }));
+    QCOMPARE(fixture.plugin->calls, QStringList({ "units 1e-09", "alignClear", "name OTHER" }));
     emit fixture.plugin->requestDesignName();
     QCOMPARE(fixture.plugin->calls.last(), QString("name OTHER"));
 }
