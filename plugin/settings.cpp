@@ -28,7 +28,8 @@ const char dwellKey[] = "tescan/dwelltime";
 const char displayKey[] = "tescan/display";
 const char alignMapKey[] = "tescan/alignMap";
 
-/// A rotten value may announce billions of elements; Qt then asks for the memory and throws.
+/// A rotten value may announce billions of elements. Qt then asks for the memory and throws,
+/// whichever of the section's values it was asked for.
 QVariant stored(const QSettings &settings, const char *key, const QVariant &defaultValue)
 {
     try {
@@ -36,6 +37,16 @@ QVariant stored(const QSettings &settings, const char *key, const QVariant &defa
     } catch (const std::bad_alloc &) {
         return defaultValue;
     }
+}
+
+bool isWritten(QSettings *settings)
+{
+    try {
+        settings->sync(); // reads the file first
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
+    return settings->status() == QSettings::NoError;
 }
 
 int readInt(const QSettings &settings, const char *key, int defaultValue)
@@ -141,8 +152,7 @@ void backgroundSEM::save()
     };
     for (size_t i = 0; i < sizeof values / sizeof values[0]; ++i)
         settings.setValue(QLatin1String(values[i].key), values[i].value);
-    settings.sync();
-    if (settings.status() != QSettings::NoError) {
+    if (!isWritten(&settings)) {
         std::printf("settings could not be written to %s\n",
                     settings.fileName().toLocal8Bit().constData());
         std::fflush(stdout);

@@ -14,10 +14,10 @@ quint32 *pixels(QImage *image)
 }
 } // namespace
 
-void FrameStore::reset(const QImage &front)
+void FrameStore::reset()
 {
     forget();
-    m_spare = front.copy();
+    m_spare = QImage();
 }
 
 void FrameStore::makeWritable(QImage *front)

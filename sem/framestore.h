@@ -17,8 +17,9 @@ public:
     {
     }
 
-    /// Takes `front` as the new frame and prepares the second one. A null image empties the store.
-    void reset(const QImage &front);
+    /// Forgets the second frame, for a new front frame. The next is made when a reader holds the
+    /// front one: a host that never fetches frames needs no memory for two.
+    void reset();
 
     /// Makes `front` writable without touching anybody's copy; `front` may become the other frame.
     /// Only when readers hold both frames is one copied whole.

@@ -83,7 +83,7 @@ void tescan::createImage()
     if (scanSize > 0 && scanSize <= maximumScanSize)
         image = QImage(scanSize, scanSize, QImage::Format_RGB32);
     image.fill(emptyFrame);
-    m_frames.reset(image);
+    m_frames.reset();
 }
 
 void tescan::close()

@@ -613,7 +613,6 @@ void TestLink::frameStore()
         QImage front(edge, edge, QImage::Format_RGB32);
         front.fill(0xFF646464);
         FrameStore store;
-        store.reset(front);
         QList<Kept> kept;
         const auto equal = [](const QImage &image, const QVector<quint32> &pixels) {
             return std::equal(pixels.begin(), pixels.end(),
