@@ -53,6 +53,9 @@ void backgroundSEM::triggerTimer()
 
 void backgroundSEM::newImageData()
 {
+    // The live image is not handed out from here, and holding it would make the link copy a frame.
+    if (displayMode == DisplayLive)
+        composedImage = QImage();
     emit imageUpdate();
 }
 

@@ -118,6 +118,7 @@ void tescan::restartScan(bool optimizeContrast)
 
 void tescan::scanFrame()
 {
+    m_frames.prepare(image);
     const unsigned int size = unsigned(scanSize);
     ScScanXY(0, size, size, 0, 0, size - 1, size - 1, 0, unsigned(dwellNs));
 }

@@ -20,6 +20,14 @@ void FrameStore::reset()
     m_spare = QImage();
 }
 
+void FrameStore::prepare(const QImage &front)
+{
+    if (m_spare.size() == front.size())
+        return;
+    forget();
+    m_spare = front.copy();
+}
+
 void FrameStore::makeWritable(QImage *front)
 {
     if (front->isNull() || front->isDetached())

@@ -17,9 +17,11 @@ public:
     {
     }
 
-    /// Forgets the second frame, for a new front frame. The next is made when a reader holds the
-    /// front one: a host that never fetches frames needs no memory for two.
+    /// Forgets the second frame, for a new front frame.
     void reset();
+
+    /// Makes the second frame now rather than in the middle of a scan; copies a large frame whole.
+    void prepare(const QImage &front);
 
     /// Makes `front` writable without touching anybody's copy; `front` may become the other frame.
     /// Only when readers hold both frames is one copied whole.
