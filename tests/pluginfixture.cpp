@@ -7,6 +7,9 @@
 #include <QMetaMethod>
 #include <QSpinBox>
 #include <QStackedWidget>
+#include <QtMath>
+
+#include <cmath>
 
 PluginFixture::PluginFixture(const QString &libraryFile)
     : loader(libraryFile)
@@ -113,7 +116,11 @@ void PluginFixture::getView()
 QPointF PluginFixture::centre(int imageSize) const
 {
     const double half = imageSize / 2;
-    return { values[0] + values[2] * half, values[1] - values[3] * half };
+    const double c = std::cos(qDegreesToRadians(values[6])) * half;
+    const double s = std::sin(qDegreesToRadians(values[6])) * half;
+    const QPointF turned(c - s, s + c);
+    return { values[0] + values[2] * (turned.x() + values[4] * turned.y()),
+             values[1] - values[3] * (turned.y() + values[5] * turned.x()) };
 }
 
 void PluginFixture::click(const char *button)

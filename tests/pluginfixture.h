@@ -34,7 +34,7 @@ public:
 
     void getPos();
     void getView();
-    /// The image's centre in the design; for images without shear and rotation.
+    /// The image's centre in the design: turned, sheared, scaled with rows downwards, moved.
     QPointF centre(int imageSize) const;
 
     template <typename Widget> Widget *widget(const char *name) const

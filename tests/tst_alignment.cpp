@@ -10,6 +10,8 @@
 namespace {
 const int edge = 512;
 const QString storedChip = "chipA;0;0;0;0;-1000000;0;1;0"; // stage and design meet at their origins
+const QStringList storedChips = { "ch;0;0;0;0;-1000000;0;1;0", "chi;5000;0;0;0;-995000;0;1;0",
+                                  storedChip };
 
 /// What the stage of this wafer shows, in database units of a nanometre.
 struct Wafer {
@@ -59,6 +61,14 @@ struct Bench {
     bool stage(const QPointF &position)
     {
         return report([&] { microscope.setStage(position.x(), position.y()); });
+    }
+    /// A report that the plugin knows of while the host has not got round to placing the image.
+    bool unansweredStage(const QPointF &position)
+    {
+        host.answering = false;
+        const bool reported = stage(position);
+        host.answering = true;
+        return reported;
     }
     bool viewField(double viewFieldMm)
     {
@@ -112,10 +122,15 @@ class TestAlignment : public QObject {
 private slots:
     void firstPlacement();
     void tracking();
+    void skewedImage();
+    void imageUpdates_data();
+    void imageUpdates();
     void workflow();
+    void unansweredReports();
     void wafers_data();
     void wafers();
     void storedAlignment();
+    void clearingUnanswered();
     void moveStageToView();
     void nothingMovesBeforePlacement();
     void nonFiniteReports_data();
@@ -186,6 +201,56 @@ void TestAlignment::tracking()
              QVector<double>({ 250000.0 / edge, 250000.0 / edge, 0, 0 }));
 }
 
+void TestAlignment::skewedImage()
+{
+    Bench bench;
+    double *const values = bench.host.values;
+    QVERIFY(bench.place());
+    const double skew[] = { 0.1, 0.2, 7 }; // both shears and the rotation, as the user set them
+    std::copy(skew, skew + 3, values + 4);
+    values[2] *= 1.05;
+    QVERIFY(bench.stage(QPointF(12, 21)));
+    QVERIFY(bench.imageAt(QPointF(-2000000, -1000000)));
+    QVERIFY(std::equal(skew, skew + 3, values + 4));
+    QCOMPARE(values[2], 1.05 * 1000000 / edge);
+    bench.host.viewCentre = { 4000, -5000 };
+    bench.host.call("alignClear"); // the image is placed anew
+    QVERIFY(bench.imageAt(QPointF(4000, -5000)));
+    QVERIFY(std::equal(skew, skew + 3, values + 4));
+    QCOMPARE(values[2], 1000000.0 / edge);
+}
+
+void TestAlignment::imageUpdates_data()
+{
+    QTest::addColumn<int>("display");
+    QTest::addColumn<bool>("placed");
+    QTest::addColumn<QStringList>("redrawn"); // the overlay moves with the image, live frames come
+    QTest::newRow("live") << 0 << true << QStringList();
+    QTest::newRow("cross") << 2 << true << QStringList("imageUpdate");
+    QTest::newRow("cross, not yet placed") << 2 << false << QStringList();
+}
+
+void TestAlignment::imageUpdates()
+{
+    QFETCH(int, display);
+    QFETCH(bool, placed);
+    QFETCH(QStringList, redrawn);
+    Bench bench;
+    QSettings().setValue("tescan/display", display);
+    bench.microscope.answers.remove("GetViewField");
+    bench.microscope.answers.remove("StgGetPosition");
+    bench.host.answering = placed;
+    bench.host.init();
+    bench.host.plugin->close(); // no reminders in between
+    QVERIFY(bench.host.connectTo(bench.microscope));
+    QVERIFY(bench.viewField(1));
+    QVERIFY(bench.stage(QPointF(12, 21)));
+    QCOMPARE(bench.host.events, QStringList("posUpdate") + redrawn);
+    bench.forget();
+    bench.host.choose("imageSize", "1024x1024");
+    QCOMPARE(bench.host.events, QStringList({ "imageUpdate", "posUpdate" }) + redrawn);
+}
+
 void TestAlignment::workflow()
 {
     Bench bench;
@@ -208,8 +273,12 @@ void TestAlignment::workflow()
     } steps[] = {
         { "align1", {}, start, "+%1, -%2, -%2 -", "scanning...", {} },
         { "align1", first, confirm, "+%3, +%2, -%2 +", "scanning...", {} },
+        { "align1", {}, start, "+%1, -%2, -%2 -", "scanning...", { move(11, 20) } },
+        { "align1", first, confirm, "+%3, +%2, -%2 +", "scanning...", {} },
         { "align2", {}, start, "-%3, +%1, -%2 -", "scanning...", {} },
         { "align2", second, confirm, "+%3, +%3, +%2 +", "alignment complete", {} },
+        { "align1", {}, start, "+%1, -%3, -%2 -", "alignment complete", { move(11, 20) } },
+        { "align1", first, confirm, "+%3, +%3, +%2 +", "alignment complete", {} },
         { "align3", {}, start, "-%3, -%3, +%1 -", "alignment complete", {} },
         { "align3", third, confirm, "+%3, +%3, +%3 +", "alignment complete", {} },
         { "align2", {}, start, "-%3, +%1, -%3 -", "alignment complete", { move(14, 20) } },
@@ -244,25 +313,45 @@ void TestAlignment::workflow()
     }
 }
 
+void TestAlignment::unansweredReports()
+{
+    Bench bench;
+    QVERIFY(bench.place());
+    const QPointF design(5000, -6000);
+    bench.host.click("align1");
+    QVERIFY(bench.unansweredStage(QPointF(12, 21)));
+    bench.dragImageTo(design);
+    bench.host.click("align1");
+    QVERIFY(bench.imageAt(design)); // what the stage shows by the pair just recorded
+    // Back to the pair: where the stage was when it was confirmed, wherever it is now.
+    QVERIFY(bench.unansweredStage(QPointF(1, 1)));
+    bench.forget();
+    bench.host.click("align1");
+    SPIN_COMPARE(bench.microscope.commands(), QStringList(move(12, 21)));
+    QVERIFY(bench.imageAt(design));
+}
+
 void TestAlignment::wafers_data()
 {
+    QTest::addColumn<QString>("name");
     QTest::addColumn<QVector<double>>("matrix");
     QTest::addColumn<int>("pairs");
     QTest::addColumn<QString>("status");
     const double c = 1.1 * std::cos(3.5), s = 1.1 * std::sin(3.5);
-    QTest::newRow("one pair") << QVector<double>({ -1, 0, 0, -1 }) << 1 << "connected";
+    QTest::newRow("one pair") << "wafer" << QVector<double>({ -1, 0, 0, -1 }) << 1 << "connected";
     QTest::newRow("two pairs, turned by 200 degrees")
-        << QVector<double>({ c, -s, s, c }) << 2 << "alignment complete";
+        << "" << QVector<double>({ c, -s, s, c }) << 2 << "alignment complete";
     QTest::newRow("three pairs, sheared")
-        << QVector<double>({ -1.05, 0.1, -0.2, -0.9 }) << 3 << "alignment complete";
+        << "wafer" << QVector<double>({ -1.05, 0.1, -0.2, -0.9 }) << 3 << "alignment complete";
     QTest::newRow("two pairs, wrong scale")
-        << QVector<double>({ -2, 0, 0, -2 }) << 2 << "alignment error";
+        << "wafer" << QVector<double>({ -2, 0, 0, -2 }) << 2 << "alignment error";
     QTest::newRow("three pairs, mirrored")
-        << QVector<double>({ 1, 0, 0, -1 }) << 3 << "alignment error";
+        << "wafer" << QVector<double>({ 1, 0, 0, -1 }) << 3 << "alignment error";
 }
 
 void TestAlignment::wafers()
 {
+    QFETCH(QString, name);
     QFETCH(QVector<double>, matrix);
     QFETCH(int, pairs);
     QFETCH(QString, status);
@@ -271,7 +360,8 @@ void TestAlignment::wafers()
     const char *const buttons[] = { "align1", "align2", "align3" };
     Bench bench;
     QVERIFY(bench.place());
-    bench.host.plugin->getDesignName("wafer");
+    bench.host.plugin->getDesignName("the design before");
+    bench.host.plugin->getDesignName(name);
     for (int i = 0; i < pairs; ++i)
         QVERIFY(bench.align(buttons[i], stages[i], wafer.design(stages[i])));
     QCOMPARE(bench.host.status(), status);
@@ -288,18 +378,20 @@ void TestAlignment::wafers()
     QCOMPARE(bench.microscope.commands().first(), move(-3, 7.5));
 
     bench.host.destroy();
-    const QStringList saved = QSettings().value("tescan/alignMap").toStringList();
     // Of the mirrored wafer two pairs were accepted on the way.
-    const int points = rejected ? (pairs == 3 ? 2 : 0) : pairs == 1 ? 0 : pairs;
-    QCOMPARE(saved.size(), points > 0 ? 1 : 0);
-    if (points > 0)
-        QCOMPARE(saved.first().count(';'), 4 * points);
+    const int stored = rejected ? (pairs == 3 ? 2 : 0) : pairs == 1 ? 0 : pairs;
+    QStringList fields(name);
+    for (int i = 0; i < stored; ++i)
+        for (const QPointF &point : { wafer.design(stages[i]), stages[i] })
+            fields << QString::number(point.x(), 'g', 10) << QString::number(point.y(), 'g', 10);
+    QCOMPARE(QSettings().value("tescan/alignMap").toStringList(),
+             stored > 0 ? QStringList(fields.join(';')) : QStringList());
 }
 
 void TestAlignment::storedAlignment()
 {
     Bench bench;
-    QSettings().setValue("tescan/alignMap", QStringList(storedChip));
+    QSettings().setValue("tescan/alignMap", storedChips);
     QVERIFY(bench.place());
     const QString none = "+start alignment, -start alignment, -start alignment -";
     const QString all = "+start alignment, +start alignment, +start alignment +";
@@ -308,6 +400,11 @@ void TestAlignment::storedAlignment()
         QVERIFY(bench.host.events.isEmpty());
         QCOMPARE(bench.rows(), none);
     }
+    bench.host.plugin->getDesignName("chi");
+    QCOMPARE(bench.rows(), all);
+    QVERIFY(bench.stage(QPointF(12, 20)));
+    QVERIFY(bench.imageAt(QPointF(-11995000, -20000000)));
+    bench.host.events.clear();
     bench.host.plugin->getDesignName("chipA");
     QCOMPARE(bench.host.events.first(), QString("posUpdate"));
     QCOMPARE(bench.host.status(), QString("alignment complete"));
@@ -327,7 +424,24 @@ void TestAlignment::storedAlignment()
     QCOMPARE(bench.rows(), all);
     bench.host.call("alignClear");
     bench.host.destroy();
-    QCOMPARE(QSettings().value("tescan/alignMap").toStringList(), QStringList(storedChip));
+    QCOMPARE(QSettings().value("tescan/alignMap").toStringList(), storedChips);
+}
+
+void TestAlignment::clearingUnanswered()
+{
+    Bench bench;
+    QSettings().setValue("tescan/alignMap", QStringList(storedChip));
+    QVERIFY(bench.place());
+    bench.host.plugin->getDesignName("chipA");
+    bench.host.answering = false; // until the host has reported its view the alignment counts
+    bench.host.call("alignClear");
+    bench.host.answering = true;
+    QVERIFY(bench.stage(QPointF(11, 20)));
+    QVERIFY(bench.imageAt(QPointF(-11000000, -20000000)));
+    bench.forget();
+    bench.host.click("align1");
+    SPIN_COMPARE(bench.microscope.commands(), QStringList(move(0, 0)));
+    QVERIFY(bench.imageAt(QPointF(0, 0)));
 }
 
 void TestAlignment::moveStageToView()

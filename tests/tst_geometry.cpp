@@ -96,6 +96,7 @@ void TestGeometry::twoPairsScale_data()
     row("beyond upper bound", { 1, 0 }, { 1250001, 0 }, unitM, false);
     row("lower bound", { 0, 1 }, { 0, 833334 }, unitM, true);
     row("below lower bound", { 0, 1 }, { 0, 833333 }, unitM, false);
+    row("lower bound to the last bit", { 1, 0 }, { 1000000, 0 }, 0.001 / 1.2e6, true);
     row("coarse unit", { 1, 0 }, { 1000, 0 }, 1e-6, true);
     row("unit of another design", { 1, 0 }, { 1000000, 0 }, 1e-6, false);
     row("stage stood still", { 0, 0 }, { 1000000, 0 }, unitM, false);
