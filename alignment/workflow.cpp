@@ -3,6 +3,7 @@
 
 #include "panel/semcontrol.h"
 #include "plugin/backgroundsem.h"
+#include "sem/handover.h"
 #include "sem/tescan.h"
 
 #include <qnumeric.h>
@@ -48,6 +49,7 @@ void backgroundSEM::align3()
 /// pair.
 void backgroundSEM::alignRow(int pair)
 {
+    const Handover handling(&handler);
     if (!sem || !panel)
         return;
     const QPointer<backgroundSEM> alive(this);
@@ -114,6 +116,7 @@ void backgroundSEM::enableClear(bool enabled)
 
 void backgroundSEM::alignClear()
 {
+    const Handover handling(&handler);
     if (!sem)
         return;
     for (int pair = 1; pair <= pairCount; ++pair) {
@@ -163,6 +166,7 @@ void backgroundSEM::moveStage(QPointF stage)
 
 void backgroundSEM::stageToView()
 {
+    const Handover handling(&handler);
     if (!sem)
         return;
     stageToViewPending = true;
@@ -171,5 +175,6 @@ void backgroundSEM::stageToView()
 
 void backgroundSEM::viewToStage()
 {
+    const Handover handling(&handler);
     emit centerImage();
 }

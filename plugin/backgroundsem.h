@@ -13,6 +13,7 @@
 #include <QString>
 #include <QTimer>
 
+class Handover;
 class QSettings;
 class QWidget;
 class semControl;
@@ -162,6 +163,7 @@ private:
     int displayMode;
     int alignState;
     QMatrix stageMap; ///< stage (mm) to design (database units)
+    Handover *handler; ///< the innermost one that handles a signal of the panel
     bool stageToViewPending; ///< the next view report moves the stage
 };
 

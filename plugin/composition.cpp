@@ -2,6 +2,7 @@
 
 #include "panel/semcontrol.h"
 #include "plugin/backgroundsem.h"
+#include "sem/handover.h"
 #include "sem/tescan.h"
 
 namespace {
@@ -84,6 +85,7 @@ int backgroundSEM::selectedDisplayMode() const
 
 void backgroundSEM::displayChanged()
 {
+    const Handover handling(&handler);
     if (!sem || !panel)
         return;
     const int mode = selectedDisplayMode();

@@ -2,6 +2,7 @@
 
 #include "panel/semcontrol.h"
 #include "plugin/backgroundsem.h"
+#include "sem/handover.h"
 #include "sem/tescan.h"
 
 #include <QSettings>
@@ -21,6 +22,7 @@ backgroundSEM::backgroundSEM()
     , lastViewField(0)
     , displayMode(DisplayCross)
     , alignState(StateUnset)
+    , handler(0)
     , stageToViewPending(false)
 {
     connect(&refreshTimer, SIGNAL(timeout()), this, SLOT(triggerTimer()));
@@ -32,16 +34,12 @@ backgroundSEM::~backgroundSEM()
     refreshTimer.stop();
     if (sem && sem->linkState > tescan::DataConnecting)
         save();
-    // Deleted from within a slot, the sender may be a widget of the panel that is still at work.
-    const bool panelAtWork = sender() && sender()->isWidgetType();
     delete sem;
-    if (panel && panelAtWork) {
+    if (panel) {
         panel->disconnect();
         panel->hide();
-        panel->deleteLater();
-    } else {
-        delete panel;
     }
+    Handover::release(handler, QList<QPointer<QObject> >() << panel.data());
 }
 
 void backgroundSEM::init()
@@ -145,11 +143,13 @@ void backgroundSEM::alignAssist()
 
 void backgroundSEM::cloneImage()
 {
+    const Handover handling(&handler);
     emit requestCloneImage();
 }
 
 void backgroundSEM::connectToSEM()
 {
+    const Handover handling(&handler);
     if (!sem || !panel)
         return;
     const QPointer<backgroundSEM> alive(this);
@@ -162,6 +162,7 @@ void backgroundSEM::connectToSEM()
 
 void backgroundSEM::newImageSize(const QString &text)
 {
+    const Handover handling(&handler);
     const QStringList sides = text.split(QLatin1Char('x'));
     if (!sem || sides.size() < 2)
         return;

@@ -20,6 +20,7 @@ bool leadingNumber(const QString &text, char separator, int *number)
 
 void tescan::connectedData()
 {
+    const Handover handler(&m_handler);
     linkState = LinkUp;
     if (!tell("connected"))
         return;

@@ -6,6 +6,7 @@
 
 void tescan::connectToSEM(QString host, int port, int)
 {
+    const Handover handler(&m_handler);
     if (!dropConnection())
         return;
     semHost = host;
@@ -46,6 +47,7 @@ bool tescan::dropConnection()
 
 void tescan::connected()
 {
+    const Handover handler(&m_handler);
     TcpRegDataPort(dataPort);
     linkState = AwaitDataPort;
     if (tell("connecting data channel..."))
@@ -54,6 +56,7 @@ void tescan::connected()
 
 void tescan::disconnected()
 {
+    const Handover handler(&m_handler);
     if (!tell("disconnected..."))
         return;
     const QPointer<tescan> alive(this);

@@ -20,6 +20,7 @@ struct tescan::Reply {
 
 void tescan::read()
 {
+    const Handover handler(&m_handler);
     const QPointer<tescan> alive(this);
     while (alive && receive(controlSocket, &receiveBuffer, &m_skipControl))
         if (receiveBuffer.size() >= headerSize && !m_handlingReplies)

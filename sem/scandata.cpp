@@ -30,6 +30,7 @@ void expandGrey(const uchar *grey, int count, quint32 *pixels)
 
 void tescan::readData()
 {
+    const Handover handler(&m_handler);
     const QPointer<tescan> alive(this);
     while (alive && receive(dataSocket, &dataBuffer, &m_skipData))
         if (dataBuffer.size() > headerSize && !m_handlingData)

@@ -26,6 +26,7 @@ tescan::tescan(int detectorIndex, int dwellNs, int scanSize)
     , m_skipData(0)
     , m_handlingReplies(false)
     , m_handlingData(false)
+    , m_handler(0)
     , m_attempt(0)
 {
     connect(&timer, SIGNAL(timeout()), this, SLOT(triggerTimer()));
@@ -39,18 +40,14 @@ tescan::tescan(int detectorIndex, int dwellNs, int scanSize)
 tescan::~tescan()
 {
     timer.stop();
-    // The host may delete the plugin from within a signal that data of a socket set off; then the
-    // socket is still at work further up the stack.
-    const bool insideSlot = sender() != 0;
+    QList<QPointer<QObject> > objects;
     QTcpSocket *const sockets[] = { controlSocket, dataSocket };
     for (int i = 0; i < 2; ++i) {
         sockets[i]->disconnect(this);
         sockets[i]->abort();
-        if (insideSlot)
-            sockets[i]->deleteLater();
-        else
-            delete sockets[i];
+        objects.append(QPointer<QObject>(sockets[i]));
     }
+    Handover::release(m_handler, objects);
 }
 
 void tescan::init()

@@ -2,6 +2,7 @@
 #define SEM_TESCAN_H
 
 #include "sem/framestore.h"
+#include "sem/handover.h"
 
 #include <QByteArray>
 #include <QImage>
@@ -172,6 +173,7 @@ private:
     qint64 m_skipData;
     bool m_handlingReplies; ///< a handler runs, and may run an event loop of its own
     bool m_handlingData;
+    Handover *m_handler; ///< the innermost one that handles a signal of the sockets
     int m_attempt; ///< counts connectToSEM(), so that a loop notices when its buffer was emptied
 };
 
