@@ -163,8 +163,8 @@ private:
     int displayMode;
     int alignState;
     QMatrix stageMap; ///< stage (mm) to design (database units)
-    Handover *handler; ///< the innermost one that handles a signal of the panel
     bool stageToViewPending; ///< the next view report moves the stage
+    Handover *handler; ///< the innermost one that handles a signal of the panel
 };
 
 #endif

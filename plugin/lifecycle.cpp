@@ -22,8 +22,8 @@ backgroundSEM::backgroundSEM()
     , lastViewField(0)
     , displayMode(DisplayCross)
     , alignState(StateUnset)
-    , handler(0)
     , stageToViewPending(false)
+    , handler(0)
 {
     connect(&refreshTimer, SIGNAL(timeout()), this, SLOT(triggerTimer()));
     refreshTimer.setSingleShot(true);
