@@ -28,8 +28,9 @@ Outcome run(const QByteArray &stream, int cutCode)
     tescan link(0, 500, 1);
     Feed feed(&link);
     Outcome outcome;
-    QObject::connect(&link, &tescan::setStatus, &link,
-                     [&outcome](const QString &text) { outcome.infoTexts += text.startsWith("info:"); });
+    QObject::connect(&link, &tescan::setStatus, &link, [&outcome](const QString &text) {
+        outcome.infoTexts += text.startsWith("info:");
+    });
     QObject::connect(&link, &tescan::detectorInfo, &link,
                      [&outcome](const QString &, int) { ++outcome.detectorLists; });
     link.connected();

@@ -27,8 +27,8 @@ private:
     int m_position = 0;
 };
 
-/// Cuts a stream into the pieces in which it arrives: for code 0 into one piece, else into pieces of
-/// lengths that follow from the code.
+/// Cuts a stream into the pieces in which it arrives: for code 0 into one piece, else into pieces
+/// of lengths that follow from the code.
 class Cutter {
 public:
     Cutter(const QByteArray &stream, int code)

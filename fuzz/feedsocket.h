@@ -27,7 +27,8 @@ private:
     QByteArray m_bytes;
 };
 
-/// Puts feed sockets in the place of a link's own, so that a run needs no network. The link owns them.
+/// Puts feed sockets in the place of a link's own, so that a run needs no network. The link owns
+/// them.
 struct Feed {
     explicit Feed(tescan *link);
 

@@ -14,13 +14,14 @@ void showStatus(semControl *panel, const QString &status)
     const int page = panel->stackedWidget->currentIndex();
     const QString line = panel->statusDisplay->text(), collected = panel->infoText->text();
     panel->setStatus(status);
-    const int expectedPage
-        = beginsWith(status, "connected") ? 1 : beginsWith(status, "disconnec") ? 0 : page;
+    const int expectedPage = beginsWith(status, "connected") ? 1
+        : beginsWith(status, "disconnec")                    ? 0
+                                                             : page;
     const bool isInfo = beginsWith(status, "info:");
     require(panel->stackedWidget->currentIndex() == expectedPage, "the page follows the status");
     require(panel->statusDisplay->text() == (isInfo ? line : status), "the status line");
     require(isInfo ? panel->infoText->text().startsWith(collected)
-                         && panel->infoText->text().endsWith(status.mid(6))
+                    && panel->infoText->text().endsWith(status.mid(6))
                    : panel->infoText->text() == collected,
             "the information label collects");
 }

@@ -4,8 +4,8 @@
 class backgroundSEM;
 class tescan;
 
-/// The link of a plugin object that had its init(). The object keeps it to itself; a run has to take
-/// its network away.
+/// The link of a plugin object that had its init(). The object keeps it to itself; a run has to
+/// take its network away.
 tescan *linkOf(backgroundSEM &plugin);
 
 #endif

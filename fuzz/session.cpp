@@ -1,5 +1,5 @@
-// A whole session: both channels, the user at the panel and the host's calls in any order, and a host
-// that deletes the plugin within one of its signals.
+// A whole session: both channels, the user at the panel and the host's calls in any order, and a
+// host that deletes the plugin within one of its signals.
 
 #include "fuzz/driver.h"
 #include "fuzz/feedsocket.h"
@@ -185,8 +185,8 @@ bool Session::step(Input &input)
 
 void fuzzOne(Input &input)
 {
-    static const bool prepared
-        = (QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, scratchFolder()), true);
+    static const bool prepared =
+        (QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, scratchFolder()), true);
     Q_UNUSED(prepared);
     Session session;
     for (int steps = 0; steps < 200 && !input.atEnd() && session.step(input); ++steps) { }

@@ -15,14 +15,16 @@ namespace {
 const char alignMapKey[] = "tescan/alignMap";
 const int wholeMapEntries = 100;
 
-/// Puts a file in the place of the store. Every run has its own: Qt remembers stores by their names.
+/// Puts a file in the place of the store. Every run has its own: Qt remembers stores by their
+/// names.
 void replaceStore(const QByteArray &content)
 {
     static int runs = 0;
     QFile::remove(QSettings().fileName());
     QCoreApplication::setApplicationName(QString::number(++runs));
     QFile file(QSettings().fileName());
-    require(file.open(QIODevice::WriteOnly) && file.write(content) == content.size(), "scratch file");
+    require(file.open(QIODevice::WriteOnly) && file.write(content) == content.size(),
+            "scratch file");
 }
 
 void prepareScratch()
@@ -37,7 +39,8 @@ QStringList runPlugin()
     backgroundSEM plugin;
     plugin.init();
     tescan *link = linkOf(plugin);
-    require(link->scanSize >= 1 && link->scanSize <= tescan::maximumScanSize, "a usable frame size");
+    require(link->scanSize >= 1 && link->scanSize <= tescan::maximumScanSize,
+            "a usable frame size");
     const QStringList stored = QSettings().value(alignMapKey).toStringList();
     for (const QString &entry : stored.mid(0, 8))
         plugin.getDesignName(entry.section(';', 0, 0));

@@ -15,7 +15,7 @@ Handover::~Handover()
             m_objects.at(i)->deleteLater();
 }
 
-void Handover::release(Handover *current, const QList<QPointer<QObject> > &objects)
+void Handover::release(Handover *current, const QList<QPointer<QObject>> &objects)
 {
     if (current) {
         current->m_current = 0;

@@ -6,8 +6,8 @@
 
 #include <malloc.h>
 
-// What this process holds. Under AddressSanitizer, which keeps freed memory back for a while, its size
-// says nothing; there LeakSanitizer looks for what was lost.
+// What this process holds. Under AddressSanitizer, which keeps freed memory back for a while, its
+// size says nothing; there LeakSanitizer looks for what was lost.
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool sanitized = true;
 #else
@@ -30,7 +30,8 @@ inline qint64 residentKb()
 /// Open file descriptors, sockets among them.
 inline int openDescriptors()
 {
-    return QDir("/proc/self/fd").entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
+    return QDir("/proc/self/fd")
+        .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
         .size();
 }
 

@@ -1,4 +1,5 @@
-// A long working day: thousands of connections, frames and plugin objects must leave nothing behind.
+// A long working day: thousands of connections, frames and plugin objects must leave nothing
+// behind.
 
 #include "tests/pluginfixture.h"
 #include "tests/resources.h"
@@ -124,8 +125,8 @@ void TestEndurance::framesAtFullRate()
     SPIN_COMPARE(messages, sent * 8);
     SPIN_VERIFY(microscope.polls() >= ticks - 1);
     QCOMPARE(kept.pixel(511, 511), qRgb(1, 1, 1) * uint((sent - 1) % 256) | 0xFF000000u);
-    qInfo("%d frames in %lld ms, %d polls in %d ticks", sent, elapsed.elapsed(),
-          microscope.polls(), ticks);
+    qInfo("%d frames in %lld ms, %d polls in %d ticks", sent, elapsed.elapsed(), microscope.polls(),
+          ticks);
     before.compare();
 }
 

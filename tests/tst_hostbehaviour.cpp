@@ -96,17 +96,28 @@ private:
 double Monkey::number()
 {
     using Limits = std::numeric_limits<double>;
-    const double numbers[] = { 0,       1,     -1,     1e-9,  1e-3,           0.5,
-                               1e308,   -1e308, 1e-308, 4711, Limits::infinity(),
-                               -Limits::infinity(), Limits::quiet_NaN(), Limits::denorm_min() };
+    const double numbers[] = { 0,
+                               1,
+                               -1,
+                               1e-9,
+                               1e-3,
+                               0.5,
+                               1e308,
+                               -1e308,
+                               1e-308,
+                               4711,
+                               Limits::infinity(),
+                               -Limits::infinity(),
+                               Limits::quiet_NaN(),
+                               Limits::denorm_min() };
     return numbers[below(sizeof numbers / sizeof numbers[0])];
 }
 
 QString Monkey::text()
 {
-    const QStringList texts = { "",      "x",      "0x0",      "-5x5",  "64x64", "512x512",
-                                "chipA", "chip;B", "芯片芯片", "ab",    "1 - SE", "ns",
-                                "-7ns",  "500ns",  "99999999999ns" };
+    const QStringList texts = { "",        "x",     "0x0",    "-5x5",     "64x64",
+                                "512x512", "chipA", "chip;B", "芯片芯片", "ab",
+                                "1 - SE",  "ns",    "-7ns",   "500ns",    "99999999999ns" };
     return texts.at(below(texts.size()));
 }
 

@@ -1,4 +1,5 @@
-// A settings store that rots: whatever stands in it, the plugin starts, and what is good in it stays.
+// A settings store that rots: whatever stands in it, the plugin starts, and what is good in it
+// stays.
 
 #include "tests/pluginfixture.h"
 #include "tests/resources.h"
@@ -21,8 +22,12 @@ const qint64 ordinaryKb = 64 * 1024;
 const qint64 largestFrameKb = 256 * 1024; // 8192 pixels a side
 
 const QMap<QByteArray, QByteArray> goodValues = {
-    { "imageSize", "768" },      { "port", "8311" },     { "host", "sem.example" },
-    { "detector", "1" },         { "dwelltime", "1000" }, { "display", "0" },
+    { "imageSize", "768" },
+    { "port", "8311" },
+    { "host", "sem.example" },
+    { "detector", "1" },
+    { "dwelltime", "1000" },
+    { "display", "0" },
     { "alignMap", "\"good;-1;0;1;0;1000000;0;0;0\", \"best;1;2;3;4;5;6;7;8\"" },
 };
 
@@ -74,8 +79,11 @@ void saveAndRestore(PluginFixture *host, FakeMicroscope *microscope)
 
 QStringList namedDesigns(int count)
 {
-    const QStringList scripts = { "chip", "芯片", "чип", "תוכנית", "رقاقة", "チップ", "𝒞𝒽𝒾𝓅", "e\u0301" };
-    const QStringList odd = { ",", "\"", "\\", "=", "[x]", "\n", "%41", "@Variant(", " ", "\u200f" };
+    const QStringList scripts = { "chip",  "芯片",   "чип",  "תוכנית",
+                                  "رقاقة", "チップ", "𝒞𝒽𝒾𝓅", "e\u0301" };
+    const QStringList odd = {
+        ",", "\"", "\\", "=", "[x]", "\n", "%41", "@Variant(", " ", "\u200f"
+    };
     QStringList entries;
     for (int i = 0; i < count; ++i)
         entries << scripts.at(i % scripts.size()) + odd.at(i % odd.size())
@@ -222,13 +230,11 @@ void TestSettings::anyBytes()
 {
     std::mt19937 random(20);
     const auto below = [&random](int limit) { return int(random() % unsigned(limit)); };
-    const QVector<QByteArray> scraps = {
-        "[tescan]\n", "[%General]\n",  "alignMap=", "imageSize=", "port=",        "host=",
-        "detector=",  "dwelltime=",    "display=",  "\n",         "\"",           ", ",
-        ";1;2;3;4",   "@ByteArray(\\", "@Variant(", "\\0\\0\\0",  "\\x",          "-",
-        "7",          "99999",         "chip",      "=",          "\\",           "@Invalid()",
-        "\xff\xfe",   "%U20AC",        ")",         "@",          "@Point(1 2)\n", "\\x3b"
-    };
+    const QList<QByteArray> scraps =
+        QByteArray("[tescan]\n|[%General]\n|alignMap=|imageSize=|port=|host=|detector=|dwelltime=|"
+                   "display=|\n|\"|, |;1;2;3;4|@ByteArray(\\|@Variant(|\\0\\0\\0|\\x|-|7|99999|"
+                   "chip|=|\\|@Invalid()|\xff\xfe|%U20AC|)|@|@Point(1 2)\n|\\x3b")
+            .split('|');
     PluginFixture host(LIBRARY_FILE);
     qint64 largest = 0;
     for (int round = 0; round < (sanitized ? 150 : 500); ++round) {
