@@ -6,42 +6,33 @@
 #include <QtEndian>
 #include <QtTest>
 
-#include <utility>
-
 /// The other end of the simulator's two channels, with every byte written by hand.
 namespace wire {
 
-inline QByteArray number(quint32 value)
-{
-    QByteArray bytes(4, '\0');
-    qToLittleEndian(value, bytes.data());
-    return bytes;
-}
-
-inline QByteArray numbers(std::initializer_list<int> values)
+inline QByteArray numbers(std::initializer_list<qint64> values)
 {
     QByteArray bytes;
-    for (int value : values)
-        bytes += number(quint32(value));
+    for (qint64 value : values) {
+        const quint32 number = qToLittleEndian(quint32(value));
+        bytes.append(reinterpret_cast<const char *>(&number), 4);
+    }
     return bytes;
 }
 
 /// A real of 12 characters, or of 13 with its sign.
 inline QByteArray real(const char *text)
 {
-    return number(16) + QByteArray(text).leftJustified(16, '\0');
+    return numbers({ 16 }) + QByteArray(text).leftJustified(16, '\0');
 }
 
 inline QByteArray message(const char *name, const QByteArray &body = QByteArray())
 {
-    return QByteArray(name).leftJustified(16, '\0') + number(quint32(body.size()))
-        + QByteArray(12, '\0') + body;
+    return QByteArray(name).leftJustified(16, '\0') + numbers({ body.size(), 0, 0, 0 }) + body;
 }
 
-inline QByteArray scan(int width, int height, int dwellNs)
+inline QByteArray scan(int edge, int dwellNs)
 {
-    return message("ScScanXY",
-                   numbers({ 0, width, height, 0, 0, width - 1, height - 1, 0, dwellNs }));
+    return message("ScScanXY", numbers({ 0, edge, edge, 0, 0, edge - 1, edge - 1, 0, dwellNs }));
 }
 
 inline QByteArray enable(int detector = 0)
@@ -52,71 +43,48 @@ inline QByteArray enable(int detector = 0)
 
 /// A scan data message as it came in.
 struct Run {
-    quint32 index;
+    qint64 index;
     QByteArray pixels;
 };
 
-class Client {
-public:
+struct Client {
+    QTcpSocket control, data;
+    QByteArray replies; ///< everything the control channel brought
+    QVector<Run> runs; ///< the complete messages of the data channel
+
     explicit Client(quint16 controlPort)
     {
-        m_control.connectToHost(QHostAddress::LocalHost, controlPort);
-        m_data.connectToHost(QHostAddress::LocalHost, quint16(controlPort + 1));
+        QObject::connect(&control, &QTcpSocket::readyRead,
+                         [this] { replies += control.readAll(); });
+        QObject::connect(&data, &QTcpSocket::readyRead, [this] { readRuns(); });
+        control.connectToHost(QHostAddress::LocalHost, controlPort);
+        data.connectToHost(QHostAddress::LocalHost, quint16(controlPort + 1));
+        if (!control.waitForConnected(10000) || !data.waitForConnected(10000))
+            qFatal("the simulator does not answer");
     }
 
-    bool isUp() { return m_control.waitForConnected(10000) && m_data.waitForConnected(10000); }
-    bool controlIsOpen() const { return m_control.state() == QAbstractSocket::ConnectedState; }
+    bool isOpen() const { return control.state() == QAbstractSocket::ConnectedState; }
 
     void send(const QByteArray &bytes)
     {
-        m_control.write(bytes);
-        m_control.flush();
+        control.write(bytes);
+        control.flush();
     }
 
-    /// Everything the control channel brought since the last call to forgetReplies().
-    QByteArray replies()
+    void readRuns()
     {
-        m_replies += m_control.readAll();
-        return m_replies;
-    }
-    void forgetReplies() { m_replies.clear(); }
-
-    /// All scan data messages that are complete since the last call to takeRuns().
-    const QVector<Run> &runs()
-    {
-        m_pixels += m_data.readAll();
-        int position = 0;
-        while (m_pixels.size() - position >= 52) {
-            const int size = qFromLittleEndian<qint32>(m_pixels.constData() + position + 16);
-            if (m_pixels.size() - position < 32 + size)
-                break;
-            m_runs.append({ qFromLittleEndian<quint32>(m_pixels.constData() + position + 40),
-                            m_pixels.mid(position + 52, size - 20) });
-            position += 32 + size;
+        for (;;) {
+            const QByteArray head = data.peek(52);
+            const int size = head.size() < 52 ? 0 : qFromLittleEndian<qint32>(head.data() + 16);
+            if (head.size() < 52 || data.bytesAvailable() < 32 + size)
+                return;
+            data.skip(52);
+            runs.append({ qFromLittleEndian<quint32>(head.data() + 40), data.read(size - 20) });
         }
-        m_pixels.remove(0, position);
-        return m_runs;
-    }
-
-    QVector<Run> takeRuns()
-    {
-        runs();
-        return std::exchange(m_runs, {});
     }
 
     /// Nothing comes in on the data channel for a while.
-    bool dataIsSilent()
-    {
-        QSignalSpy arrival(&m_data, &QTcpSocket::readyRead);
-        return !arrival.wait(300);
-    }
-
-    QTcpSocket *data() { return &m_data; }
-
-private:
-    QTcpSocket m_control, m_data;
-    QByteArray m_replies, m_pixels;
-    QVector<Run> m_runs;
+    bool dataIsSilent() { return !QSignalSpy(&data, &QTcpSocket::readyRead).wait(300); }
 };
 
 } // namespace wire

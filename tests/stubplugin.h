@@ -8,29 +8,27 @@
 #include <QWidget>
 
 #include <functional>
+#include <tuple>
 
 /// A background plugin whose every answer a test decides, and which writes down what the host says.
 class StubPlugin : public QObject, public backgroundPlugIn {
     Q_OBJECT
     Q_INTERFACES(backgroundPlugIn)
 public:
-    ~StubPlugin() override { delete panel; }
-
-    QStringList calls; ///< without getImage and getPos, which are counted
+    QStringList calls; ///< without getImage and getPos
     int imageCalls = 0;
-    QVector<viewer::Placement> positions; ///< as the host passed them to getPos
-    std::function<void(viewer::Placement *)> correct = [](viewer::Placement *) {};
+    viewer::Placement passed; ///< to getPos by the host
+    std::function<void(viewer::Placement *)> correct; ///< makes the answer of getPos
     QImage image;
     QWidget *panel = nullptr;
 
+    ~StubPlugin() override { delete panel; }
     void init() override
     {
-        calls << "init";
         panel = new QWidget;
-        panel->resize(246, 933);
         emit addWidget(panel, "STUB");
     }
-    void close() override { calls << "close"; }
+    void close() override { }
     QImage getImage() override
     {
         ++imageCalls;
@@ -39,27 +37,18 @@ public:
     void getPos(double *x, double *y, double *scaleX, double *scaleY, double *shearH,
                 double *shearV, double *rotation) override
     {
-        viewer::Placement p{ *x, *y, *scaleX, *scaleY, *shearH, *shearV, *rotation };
-        positions.append(p);
-        correct(&p);
-        *x = p.x;
-        *y = p.y;
-        *scaleX = p.scaleX;
-        *scaleY = p.scaleY;
-        *shearH = p.shearH;
-        *shearV = p.shearV;
-        *rotation = p.rotationDegrees;
+        passed = { *x, *y, *scaleX, *scaleY, *shearH, *shearV, *rotation };
+        viewer::Placement p = passed;
+        if (correct)
+            correct(&p);
+        std::tie(*x, *y, *scaleX, *scaleY, *shearH, *shearV, *rotation) =
+            std::tie(p.x, p.y, p.scaleX, p.scaleY, p.shearH, p.shearV, p.rotationDegrees);
     }
     QString getName() override { return "stub"; }
     void setDatabaseUnits(double units) override { calls << QString("units %1").arg(units); }
-    void getView(double zoom, int centreX, int centreY, int width, int height) override
+    void getView(double zoom, int x, int y, int width, int height) override
     {
-        calls << QString("view %1 %2 %3 %4 %5")
-                     .arg(zoom)
-                     .arg(centreX)
-                     .arg(centreY)
-                     .arg(width)
-                     .arg(height);
+        calls << QString::asprintf("view %g %d %d %d %d", zoom, x, y, width, height);
     }
     void getDesignName(QString name) override { calls << "name " + name; }
 
@@ -68,13 +57,15 @@ public:
     {
         correct = [placement](viewer::Placement *p) { *p = placement; };
         emit posUpdate();
-        correct = [](viewer::Placement *) {};
+        correct = nullptr;
     }
-    /// The values the host draws with now.
-    viewer::Placement drawnWith()
+    /// The seven values the host draws with now.
+    QString drawnWith()
     {
         emit posUpdate();
-        return positions.last();
+        const viewer::Placement &p = passed;
+        return QString::asprintf("%g %g %g %g %g %g %g", p.x, p.y, p.scaleX, p.scaleY, p.shearH,
+                                 p.shearV, p.rotationDegrees);
     }
 
 signals:

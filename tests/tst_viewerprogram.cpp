@@ -1,5 +1,4 @@
 // The program with the real library, as a script starts it.
-#include <QFileInfo>
 #include <QImage>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -8,24 +7,21 @@
 class TestViewerProgram : public QObject {
     Q_OBJECT
 private slots:
-    void wrongArgumentsAreRefused_data();
-    void wrongArgumentsAreRefused();
+    void failuresAreTold_data();
+    void failuresAreTold();
     void screenshotShowsTheDesign();
-    void unwritableScreenshotFails();
 
 private:
-    int run(QStringList arguments, QByteArray *errors);
+    int run(const QStringList &arguments, QByteArray *errors);
 
     QTemporaryDir m_folder;
 };
 
-int TestViewerProgram::run(QStringList arguments, QByteArray *errors)
+int TestViewerProgram::run(const QStringList &arguments, QByteArray *errors)
 {
-    const QFileInfo library(LIBRARY_FILE);
     QProcess viewer;
-    viewer.setWorkingDirectory(library.path());
     viewer.start(VIEWER_FILE,
-                 QStringList{ "--settings", m_folder.path(), "--plugin", library.fileName() }
+                 QStringList{ "--settings", m_folder.path(), "--plugin", LIBRARY_FILE }
                      + arguments);
     if (!viewer.waitForFinished(60000))
         return -1;
@@ -33,35 +29,22 @@ int TestViewerProgram::run(QStringList arguments, QByteArray *errors)
     return viewer.exitStatus() == QProcess::NormalExit ? viewer.exitCode() : -1;
 }
 
-void TestViewerProgram::wrongArgumentsAreRefused_data()
+void TestViewerProgram::failuresAreTold_data()
 {
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("complaint");
-    const auto row = [](const char *arguments, const char *complaint) {
-        QTest::newRow(arguments) << QString(arguments).split(' ') << QString(complaint);
-    };
-    row("--size 10", "--size");
-    row("--view 1,2", "--view");
-    row("--view 1,2,0", "--view");
-    row("--connect=nowhere", "--connect");
-    row("--display film", "--display");
-    row("--after soon", "--after");
-    row("--measure -1", "--measure");
-    row("--set imageSize=7x7", "7x7");
-    row("--set noSuchList=1", "noSuchList");
-    row("--bogus", "bogus");
-    row("a.gds b.gds", "one layout");
-    row("missing.gds", "missing.gds");
-    row("--plugin missing.so", "missing.so");
+    QTest::addColumn<QByteArray>("complaint");
+    QTest::newRow("--view 1,2,0") << QByteArray("--view");
+    QTest::newRow("--set imageSize=7x7") << QByteArray("7x7");
+    QTest::newRow("missing.gds") << QByteArray("missing.gds");
+    QTest::newRow("--plugin missing.so") << QByteArray("missing.so");
+    QTest::newRow("--after 0.1 --screenshot no/folder.png") << QByteArray("folder.png");
 }
 
-void TestViewerProgram::wrongArgumentsAreRefused()
+void TestViewerProgram::failuresAreTold()
 {
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, complaint);
+    QFETCH(QByteArray, complaint);
     QByteArray errors;
-    QCOMPARE(run(arguments, &errors), 1);
-    QVERIFY2(errors.contains(complaint.toUtf8()), errors);
+    QCOMPARE(run(QString(QTest::currentDataTag()).split(' '), &errors), 1);
+    QVERIFY2(errors.contains(complaint), errors);
 }
 
 void TestViewerProgram::screenshotShowsTheDesign()
@@ -74,19 +57,13 @@ void TestViewerProgram::screenshotShowsTheDesign()
     const QImage picture(file);
     QCOMPARE(picture.size(), QSize(900, 700));
     QSet<QRgb> vivid;
-    for (int y = 100; y < 600; ++y)
-        for (int x = 300; x < 500; ++x)
+    for (int x = 300; x < 500; ++x) {
+        for (int y = 100; y < 600; ++y) {
             if (picture.pixelColor(x, y).saturation() > 80)
                 vivid.insert(picture.pixel(x, y));
+        }
+    }
     QVERIFY(vivid.size() > 3);
-}
-
-void TestViewerProgram::unwritableScreenshotFails()
-{
-    QByteArray errors;
-    QCOMPARE(run({ "--screenshot", m_folder.filePath("no/folder.png"), "--after", "0.1" }, &errors),
-             1);
-    QVERIFY2(errors.contains("folder.png"), errors);
 }
 
 QTEST_MAIN(TestViewerProgram)

@@ -20,26 +20,36 @@ struct ViewerFixture {
 
     ViewerFixture()
     {
-        const QByteArray square = gdsii::rectangle(5, 0, 0, 100, 100);
-        QString error;
-        if (!window.openDesign(write("square.gds", gdsii::library(gdsii::structure("TOP", square))),
-                               &error))
-            qFatal("%s", qPrintable(error));
+        if (!open("TINY", gdsii::rectangle(5, 0, 0, 100, 100)))
+            qFatal("cannot open the design");
         window.session()->attach(plugin);
         window.show();
         view->setFixedSize(400, 400);
         QCoreApplication::processEvents();
-        viewer::ViewTransform transform;
-        transform.setZoom(1);
-        view->setView(transform);
+        look({ 0, 0 }, 1);
     }
 
     QString write(const QString &name, const QByteArray &bytes)
     {
         QFile file(folder.filePath(name));
-        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-            qFatal("cannot write a file");
+        file.open(QIODevice::WriteOnly);
+        file.write(bytes);
         return file.fileName();
+    }
+
+    bool open(const char *name, const QByteArray &polygons)
+    {
+        QString error;
+        const QByteArray bytes = gdsii::library(gdsii::structure("TOP", polygons), name);
+        return window.openDesign(write(QString(name) + ".gds", bytes), &error);
+    }
+
+    void look(const QPointF &centre, double zoom)
+    {
+        viewer::ViewTransform transform;
+        transform.setCentre(centre);
+        transform.setZoom(zoom);
+        view->setView(transform);
     }
 
     /// The live image `image` at `placement`, fetched and drawn.
@@ -51,15 +61,13 @@ struct ViewerFixture {
         QTRY_COMPARE(window.background()->image().size(), image.size());
     }
 
-    QColor colourAt(double designX, double designY)
+    QColor colourAt(double x, double y)
     {
         view->finishDrawing();
-        return view->grab().toImage().pixelColor(
-            view->view().toScreen(QPointF(designX, designY)).toPoint());
+        return view->grab().toImage().pixelColor(view->view().toScreen(QPointF(x, y)).toPoint());
     }
 
-    /// Presses the left button at the first of the screen points, moves through the others,
-    /// releases.
+    /// Presses at the first of the screen points, moves through the others, releases.
     void drag(const QVector<QPoint> &points, Qt::KeyboardModifiers modifiers = Qt::NoModifier,
               Qt::MouseButton button = Qt::LeftButton)
     {
@@ -71,17 +79,6 @@ struct ViewerFixture {
         QTest::mouseRelease(view, button, modifiers, points.last());
     }
 };
-
-/// Two by two pixels: red and green above blue and white.
-inline QImage fourColours()
-{
-    QImage image(2, 2, QImage::Format_RGB32);
-    image.setPixel(0, 0, 0xffff0000);
-    image.setPixel(1, 0, 0xff00ff00);
-    image.setPixel(0, 1, 0xff0000ff);
-    image.setPixel(1, 1, 0xffffffff);
-    return image;
-}
 
 inline QImage plain(int size, QRgb colour)
 {
