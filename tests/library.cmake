@@ -14,6 +14,3 @@ qt_test(tst_alignment pluginfixture)
 # The alignment icons lie among the host's resources.
 target_sources(tst_alignment PRIVATE ${CMAKE_SOURCE_DIR}/host/resources.qrc)
 target_compile_definitions(tst_panel PRIVATE SEM_SUPPORT_ADDRESS="${SEM_SUPPORT_ADDRESS}")
-foreach(test tst_plugin tst_alignment)
-    add_dependencies(${test} backgroundSEM)
-endforeach()

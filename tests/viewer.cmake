@@ -2,4 +2,3 @@
 qt_test(tst_viewer viewer)
 qt_test(tst_viewersession viewer)
 qt_test(tst_viewerprogram Qt5::Gui)
-add_dependencies(tst_viewerprogram layout-viewer backgroundSEM)
