@@ -1,38 +1,48 @@
 #include "tests/fakemicroscope.h"
 
+#include <QtEndian>
+
+#include <algorithm>
+
 namespace {
 quint32 uint32At(const QByteArray &bytes, int pos)
 {
-    quint32 value = 0;
-    for (int i = 3; i >= 0; --i)
-        value = value << 8 | uchar(bytes.at(pos + i));
-    return value;
+    return qFromLittleEndian<quint32>(bytes.constData() + pos);
 }
 
-bool isPoll(const FakeMicroscope::Command &command)
+QByteArray nameOf(const QByteArray &message)
 {
-    return command.name == "StgGetPosition" || command.name == "GetViewField";
+    return QByteArray(message.left(16) + '\0').constData();
 }
 
-bool hasReals(const QByteArray &name)
+QString describe(const QByteArray &message)
 {
-    return name == "StgMoveTo" || name == "SetViewField";
+    const QByteArray name = nameOf(message);
+    const int flags = uchar(message.at(25));
+    QByteArray clean = wire::message(name, message.mid(32));
+    clean[25] = char(flags);
+    if (clean != message)
+        return name + " MALFORMED";
+    QString text = name;
+    if (flags != 0)
+        text += QString("[%1]").arg(flags);
+    const bool hasReals = name == "StgMoveTo" || name == "SetViewField";
+    for (int pos = 32; pos < message.size(); pos += hasReals ? 20 : 4)
+        text += hasReals ? ' ' + QString(message.mid(pos + 4, 16).constData())
+                         : QString(" %1").arg(qint32(uint32At(message, pos)));
+    return text;
 }
 } // namespace
 
 QByteArray wire::uint32(quint32 value)
 {
-    QByteArray bytes;
-    for (int shift = 0; shift < 32; shift += 8)
-        bytes.append(char(value >> shift & 0xFF));
-    return bytes;
+    const quint32 littleEndian = qToLittleEndian(value);
+    return QByteArray(reinterpret_cast<const char *>(&littleEndian), 4);
 }
 
 QByteArray wire::text(const QByteArray &latin1)
 {
-    QByteArray padded = latin1 + '\0';
-    while (padded.size() % 4 != 0)
-        padded.append('\0');
+    const QByteArray padded = latin1 + QByteArray(4 - latin1.size() % 4, '\0');
     return uint32(quint32(padded.size())) + padded;
 }
 
@@ -86,62 +96,45 @@ void FakeMicroscope::takeMessages()
 {
     m_buffer += control->readAll();
     while (m_buffer.size() >= 32 && quint32(m_buffer.size()) >= 32 + uint32At(m_buffer, 16)) {
-        Command command;
-        command.bytes = m_buffer.left(int(32 + uint32At(m_buffer, 16)));
-        m_buffer.remove(0, command.bytes.size());
-        command.name = QByteArray(command.bytes.left(16) + '\0').constData();
-        command.flags = uchar(command.bytes.at(25));
-        command.body = command.bytes.mid(32);
-        received.append(command);
-        if (answers.contains(command.name))
-            reply(wire::message(command.name, answers.value(command.name)));
+        const QByteArray message = m_buffer.left(int(32 + uint32At(m_buffer, 16)));
+        m_buffer.remove(0, message.size());
+        received.append(message);
+        const QByteArray name = nameOf(message);
+        if (answers.contains(name))
+            reply(wire::message(name, answers.value(name)));
     }
-}
-
-QString FakeMicroscope::describe(const Command &command)
-{
-    QByteArray clean = wire::header(command.name, quint32(command.body.size()));
-    clean[25] = char(command.flags);
-    if (clean != command.bytes.left(32))
-        return command.name + " MALFORMED";
-    QString text = command.name;
-    if (command.flags != 0)
-        text += QString("[%1]").arg(command.flags);
-    const int step = hasReals(command.name) ? 20 : 4;
-    for (int pos = 0; pos + step <= command.body.size(); pos += step)
-        text += ' '
-            + (step == 4 ? QString::number(qint32(uint32At(command.body, pos)))
-                         : QString(command.body.mid(pos + 4, 16).constData()));
-    return text;
 }
 
 QStringList FakeMicroscope::commands() const
 {
     QStringList texts;
-    for (const Command &command : received)
-        if (!isPoll(command))
-            texts.append(describe(command));
+    for (const QByteArray &message : received)
+        if (!message.startsWith("StgGetPosition") && !message.startsWith("GetViewField"))
+            texts.append(describe(message));
     return texts;
 }
 
 int FakeMicroscope::polls() const
 {
-    int count = 0;
-    for (const Command &command : received)
-        count += command.name == "StgGetPosition";
-    return count;
+    return int(std::count_if(received.begin(), received.end(), [](const QByteArray &message) {
+        return message.startsWith("StgGetPosition");
+    }));
+}
+
+void FakeMicroscope::report(const QByteArray &name, const QByteArray &body)
+{
+    answers[name] = body;
+    reply(wire::message(name, body));
 }
 
 void FakeMicroscope::setViewField(double viewFieldMm)
 {
-    answers["GetViewField"] = wire::real(viewFieldMm);
-    reply(wire::message("GetViewField", answers["GetViewField"]));
+    report("GetViewField", wire::real(viewFieldMm));
 }
 
 void FakeMicroscope::setStage(double x, double y, double value3, double value4, double value5)
 {
-    answers["StgGetPosition"] = wire::position(x, y, value3, value4, value5);
-    reply(wire::message("StgGetPosition", answers["StgGetPosition"]));
+    report("StgGetPosition", wire::position(x, y, value3, value4, value5));
 }
 
 void FakeMicroscope::write(QTcpSocket *socket, const QByteArray &bytes)

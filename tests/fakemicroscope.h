@@ -2,16 +2,12 @@
 #define TESTS_FAKEMICROSCOPE_H
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
-#include <QEvent>
+#include <QDeadlineTimer>
 #include <QMap>
-#include <QObject>
 #include <QPointer>
-#include <QStringList>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QThread>
-#include <QVector>
 
 // Values and messages as they go over the wire.
 namespace wire {
@@ -28,10 +24,9 @@ QByteArray scanData(quint32 pixelIndex, const QByteArray &grey);
 /// Runs the event loop until `condition` holds; false if it does not within 20 seconds.
 template <typename Condition> bool spinUntil(Condition condition)
 {
-    QElapsedTimer elapsed;
-    elapsed.start();
+    const QDeadlineTimer deadline(20000);
     while (!condition()) {
-        if (elapsed.elapsed() > 20000)
+        if (deadline.hasExpired())
             return false;
         QThread::usleep(100);
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
@@ -52,13 +47,6 @@ template <typename Condition> bool spinUntil(Condition condition)
 /// every command and answers those it has an answer for. It shares no code with the link.
 class FakeMicroscope : public QObject {
 public:
-    struct Command {
-        QByteArray bytes; ///< the whole message
-        QByteArray name;
-        int flags; ///< header byte 25
-        QByteArray body;
-    };
-
     FakeMicroscope();
 
     quint16 port() const { return controlServer.serverPort(); }
@@ -78,7 +66,7 @@ public:
     void scan(const QByteArray &bytes) { write(data, bytes); }
     void dropConnections();
 
-    QVector<Command> received;
+    QList<QByteArray> received; ///< whole messages since forget()
     QMap<QByteArray, QByteArray> answers; ///< command name to body of the reply
     QPointer<QTcpSocket> control; ///< null or unconnected while nobody is there
     QPointer<QTcpSocket> data;
@@ -89,8 +77,8 @@ protected:
     virtual void write(QTcpSocket *socket, const QByteArray &bytes);
 
 private:
-    static QString describe(const Command &command);
     void takeMessages();
+    void report(const QByteArray &name, const QByteArray &body);
 
     QByteArray m_buffer;
 };

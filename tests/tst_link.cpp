@@ -33,18 +33,30 @@ struct Wired {
         QObject::connect(&link, signal, &link, slot);
     }
     void start() { link.connectToSEM("127.0.0.1", microscope.port(), 0); }
+    /// Connects, and forgets all but the events.
     bool up()
     {
         start();
-        return spinUntil([this] {
+        const bool isUp = spinUntil([this] {
             return link.linkState == tescan::LinkUp && microscope.data
                 && microscope.commands().contains("TcpGetSWVersion");
         });
-    }
-    void forget()
-    {
-        events.clear();
         microscope.forget();
+        return isUp;
+    }
+    bool upAndQuiet()
+    {
+        const bool isUp = up();
+        events.clear();
+        return isUp;
+    }
+    bool dropped()
+    {
+        microscope.dropConnections();
+        return spinUntil([this] {
+            return link.controlSocket->state() == QAbstractSocket::UnconnectedState
+                && link.dataSocket->state() == QAbstractSocket::UnconnectedState;
+        });
     }
     /// The levels of the frame row by row, in hexadecimal.
     QByteArray grey() const
@@ -77,7 +89,6 @@ class TestLink : public QObject {
     Q_OBJECT
 
 private slots:
-    void bytesOnTheWire_data();
     void bytesOnTheWire();
     void connecting();
     void registersAgainUntilAnswered();
@@ -89,80 +100,54 @@ private slots:
     void scanDataCutAnywhere();
     void pixels_data();
     void pixels();
-    void farBelowAFrameOfOnePixel();
+    void garbageOnTheDataChannel();
     void allPixelsBeforeTheFirstSignal();
-    void hostRunsAnEventLoopOfItsOwn();
     void keptImageNeverChanges();
     void oversizedMessages();
-    void nothingLeftOfTornMessages();
     void failedConnections();
     void connectsAfterAHangingAttempt();
     void frameStore();
 };
 
-void TestLink::bytesOnTheWire_data()
-{
-    QTest::addColumn<Act>("build");
-    QTest::addColumn<QByteArray>("expected");
-    const auto row = [](const char *name, Act build, QByteArray expected) {
-        QTest::newRow(name) << build << expected;
-    };
-    const auto string = [&row](const char *name, const QString &sent, QByteArray body) {
-        row(
-            name,
-            [sent](tescan &link) {
-                link.createHeader("SixteenCharacter");
-                link.sendString(sent);
-                link.send();
-            },
-            message("SixteenCharacter", QByteArray::fromHex(body)));
-    };
-    row(
-        "no values", [](tescan &link) { link.GetViewField(); },
-        "GetViewField" + QByteArray(20, '\0'));
-    row(
-        "15 characters", [](tescan &link) { link.TcpGetSWVersion(); },
-        "TcpGetSWVersion" + QByteArray(17, '\0'));
-    row(
-        "uint", [](tescan &link) { link.TcpRegDataPort(40154); },
-        message("TcpRegDataPort", QByteArray::fromHex("da9c0000")));
-    row(
-        "flags of the moment the header is made",
-        [](tescan &link) {
-            link.headerFlags = 9;
-            link.createHeader("DtAutoSignal");
-            link.headerFlags = 0;
-            link.sendInt(-2);
-            link.send();
-        },
-        "DtAutoSignal"
-            + QByteArray::fromHex("00000000 04000000 0000000000 09 000000000000 feffffff"));
-    row(
-        "real", [](tescan &link) { link.SetViewField(0.0015f); },
-        message("SetViewField", wire::uint32(16) + "1.500000e-03" + QByteArray(4, '\0')));
-    row(
-        "long real", [](tescan &link) { link.StgMoveTo(-12.5e100, 0, 0, 0, 12.5); },
-        message("StgMoveTo",
-                wire::uint32(16) + "-1.250000e+101" + QByteArray(2, '\0') + text("0.000000e+00")
-                    + text("0.000000e+00") + text("0.000000e+00") + text("1.250000e+01")));
-    string("empty text", "", "04000000 00000000");
-    string("3 characters", "abc", "04000000 61626300");
-    string("4 characters", "abcd", "08000000 6162636400000000");
-    string("Latin-1 and beyond", QString::fromUtf8("\u00b5\u00ff\u20ac"), "04000000 b5ff0000");
-}
-
 void TestLink::bytesOnTheWire()
 {
-    QFETCH(Act, build);
-    QFETCH(QByteArray, expected);
     QLocale::setDefault(QLocale(QLocale::German));
     Wired wired;
-    QVERIFY(wired.up());
-    wired.forget();
-    build(wired.link);
+    QVERIFY(wired.upAndQuiet());
+    wired.link.GetViewField();
+    wired.link.TcpRegDataPort(40154);
+    wired.link.headerFlags = 9; // those of the moment the header is made
+    wired.link.createHeader("DtAutoSignal");
+    wired.link.headerFlags = 0;
+    wired.link.sendInt(-2);
+    wired.link.send();
+    wired.link.StgMoveTo(-12.5e100, 0.0015, 0, 0, 12.5);
+    for (const char *latin1 : { "", "abc", "abcd", "\xb5\xff" }) {
+        wired.link.createHeader("SixteenCharacter");
+        wired.link.sendString(QString::fromLatin1(latin1));
+        wired.link.send();
+    }
     QLocale::setDefault(QLocale::c());
-    SPIN_COMPARE(wired.microscope.received.size(), 1);
-    QCOMPARE(wired.microscope.received.first().bytes.toHex(' '), expected.toHex(' '));
+    const QByteArray longest = wire::uint32(16) + "-1.250000e+101" + QByteArray(2, '\0');
+    const auto sixteen = [](const char *hex) {
+        return message("SixteenCharacter", QByteArray::fromHex(hex));
+    };
+    const QList<QByteArray> expected = {
+        "GetViewField" + QByteArray(20, '\0'),
+        message("TcpRegDataPort", QByteArray::fromHex("da9c0000")),
+        "DtAutoSignal"
+            + QByteArray::fromHex("00000000 04000000 0000000000 09 000000000000 feffffff"),
+        message("StgMoveTo",
+                longest + text("1.500000e-03") + text("0.000000e+00") + text("0.000000e+00")
+                    + text("1.250000e+01")),
+        sixteen("04000000 00000000"),
+        sixteen("04000000 61626300"),
+        sixteen("08000000 6162636400000000"),
+        sixteen("04000000 b5ff0000"),
+    };
+    SPIN_COMPARE(wired.microscope.received.size(), expected.size());
+    for (int i = 0; i < expected.size(); ++i)
+        QCOMPARE(wired.microscope.received.at(i).toHex(' '), expected.at(i).toHex(' '));
 }
 
 void TestLink::connecting()
@@ -172,29 +157,25 @@ void TestLink::connecting()
     wired.microscope.answers["TcpGetSWVersion"] = text("7 \xb5");
     wired.microscope.answers["DtEnumDetectors"] = text("det.0.name=SE\ndet.0.detector=0");
     wired.link.triggerTimer(); // before the link is up it polls nobody
-    QVERIFY(wired.up());
+    wired.start();
+    SPIN_COMPARE(wired.events.size(), 6);
     wired.link.triggerTimer();
     SPIN_COMPARE(wired.microscope.received.size(), 6);
-    QCOMPARE(wired.microscope.received.at(4).name, QByteArray("StgGetPosition"));
-    QCOMPARE(wired.microscope.received.at(5).name, QByteArray("GetViewField"));
+    QVERIFY(wired.microscope.received.at(4).startsWith("StgGetPosition"));
+    QVERIFY(wired.microscope.received.at(5).startsWith("GetViewField"));
+    const int port = wired.link.dataPort;
     QCOMPARE(wired.microscope.commands(),
-             QStringList({ QString("TcpRegDataPort %1").arg(wired.link.dataPort), "DtEnumDetectors",
+             QStringList({ QString("TcpRegDataPort %1").arg(port), "DtEnumDetectors",
                            "TcpGetVersion", "TcpGetSWVersion" }));
-    QVERIFY(wired.link.dataPort >= 40154 && wired.link.dataPort <= 46152
-            && wired.link.dataPort % 2 == 0);
-    SPIN_COMPARE(wired.events.size(), 6);
+    QVERIFY(port >= 40154 && port <= 46152 && port % 2 == 0);
     // The data channel races the replies on the control channel.
     QVERIFY(wired.events.removeOne("detectors det.0.name=SE\ndet.0.detector=0 0"));
     QCOMPARE(wired.events.join('|'),
              QString::fromLatin1("connecting...|connecting data channel...|connected|"
                                  "info: Version: 1.2|info: SW-Version: 7 \xb5"));
-
-    wired.forget();
-    wired.microscope.dropConnections();
-    SPIN_VERIFY(wired.link.controlSocket->state() == QAbstractSocket::UnconnectedState
-                && wired.link.dataSocket->state() == QAbstractSocket::UnconnectedState);
+    wired.events.clear();
+    QVERIFY(wired.dropped());
     QCOMPARE(wired.events.toSet(), QSet<QString>({ "disconnected..." }));
-    QCOMPARE(wired.link.linkState, 0);
 }
 
 void TestLink::registersAgainUntilAnswered()
@@ -214,135 +195,105 @@ void TestLink::registersAgainUntilAnswered()
     SPIN_VERIFY(wired.link.linkState == tescan::LinkUp);
     wired.link.triggerTimer();
     SPIN_COMPARE(wired.microscope.polls(), 3);
-    QCOMPARE(wired.link.dataPort, port + 4);
+    QCOMPARE(wired.microscope.commands().filter("TcpRegDataPort").size(), 3);
 }
 
 void TestLink::scanSequences_data()
 {
     QTest::addColumn<Act>("act");
-    QTest::addColumn<bool>("scanning");
+    QTest::addColumn<QString>("status"); // the second one when scanning
     QTest::addColumn<QStringList>("commands");
-    QTest::addColumn<QStringList>("statuses");
-    const auto row = [](const char *name, Act act, bool scanning, QStringList commands,
-                        QStringList statuses) {
-        QTest::newRow(name) << act << scanning << commands << statuses;
+    QTest::addColumn<QStringList>("whenScanning"); // come on top
+    const QString stop = "ScStopScan", optimize = "DtAutoSignal[9] 0";
+    const QString scan = "ScScanXY[9] 0 4 4 0 0 3 3 0 ";
+    const QStringList select = { "DtSelect 0 0", "DtEnable 0 1 8", optimize, scan + "500" };
+    const QStringList none;
+    QTest::newRow("start") << Act(&tescan::startScan) << "optimizing contrast"
+                           << QStringList(stop) + select << none;
+    QTest::newRow("stop") << Act(&tescan::stopScan) << "scanning stoped" << QStringList(stop)
+                          << none;
+    QTest::newRow("detector") << Act([](tescan &link) { link.setDetector(" 2 - BSE - low"); })
+                              << "set detector"
+                              << QStringList(
+                                     { "DtGetGainBlack 0", stop, "DtSelect 0 2", "DtEnable 0 1 8" })
+                              << QStringList({ optimize, scan + "500" });
+    QTest::newRow("dwell") << Act([](tescan &link) { link.setDewellTime("100000ns"); })
+                           << "adjust dwell" << QStringList(stop) << QStringList(scan + "100000");
+    QTest::newRow("size") << Act([](tescan &link) { link.setImageSize(7); }) << "adjust size"
+                          << QStringList(stop) << QStringList("ScScanXY[9] 0 7 7 0 0 6 6 0 500");
+    QTest::newRow("reconnecting") << Act(&tescan::connectedData) << "connected|start scanning"
+                                  << QStringList({ "TcpGetVersion", "TcpGetSWVersion" })
+                                  << QStringList(stop) + select;
+    const Act nothingNew = [](tescan &link) {
+        for (const char *text : { "0 - SE", "SE - 2", "2" })
+            link.setDetector(text); // what is no number reads as 0, the current one
+        for (const char *text : { "500ns", "1000" })
+            link.setDewellTime(text);
+        for (int edge : { 4, 0, -7 })
+            link.setImageSize(edge);
     };
-    const QString scan = "ScScanXY[9] 0 4 4 0 0 3 3 0 500";
-    const QStringList start = { "ScStopScan", "DtSelect 0 0", "DtEnable 0 1 8", "DtAutoSignal[9] 0",
-                                scan };
-    const auto starting = [](tescan &link) { link.startScan(); };
-    row("start", starting, false, start, { "optimizing contrast" });
-    row("start again", starting, true, start, { "optimizing contrast" });
-    const auto stopping = [](tescan &link) { link.stopScan(); };
-    row("stop", stopping, true, { "ScStopScan" }, { "scanning stoped" });
-    row("stop while stopped", stopping, false, { "ScStopScan" }, { "scanning stoped" });
-    const QStringList select = { "DtGetGainBlack 0", "ScStopScan", "DtSelect 0 2",
-                                 "DtEnable 0 1 8" };
-    const auto detector = [](const char *text) {
-        return [text](tescan &link) { link.setDetector(text); };
-    };
-    row("detector", detector(" 2 - BSE"), false, select, { "set detector" });
-    row("detector while scanning", detector("2 - BSE - low"), true,
-        select + QStringList({ "DtAutoSignal[9] 0", scan }), { "set detector" });
-    row("detector: the same", detector("0 - SE"), true, {}, {});
-    row("detector: no number", detector("SE - 2"), true, {}, {}); // reads as 0, the current one
-    row("detector: no dash", detector("2"), true, {}, {});
-    const auto dwell = [](const char *text) {
-        return [text](tescan &link) { link.setDewellTime(text); };
-    };
-    row("dwell", dwell("100000ns"), false, { "ScStopScan" }, { "adjust dwell" });
-    row("dwell while scanning", dwell("100000ns"), true,
-        { "ScStopScan", "ScScanXY[9] 0 4 4 0 0 3 3 0 100000" }, { "adjust dwell" });
-    row("dwell: the same", dwell("500ns"), true, {}, {});
-    row("dwell: no unit", dwell("1000"), true, {}, {});
-    const auto size = [](int size) { return [size](tescan &link) { link.setImageSize(size); }; };
-    row("size", size(7), false, { "ScStopScan" }, { "adjust size" });
-    row("size while scanning", size(7), true, { "ScStopScan", "ScScanXY[9] 0 7 7 0 0 6 6 0 500" },
-        { "adjust size" });
-    row("size: the same", size(4), true, {}, {});
-    row("size: none", size(0), true, {}, {});
-    row("size: negative", size(-7), true, {}, {});
-    row("reconnecting", [](tescan &link) { link.connectedData(); }, false,
-        { "TcpGetVersion", "TcpGetSWVersion" }, { "connected" });
-    row("reconnecting while scanning", [](tescan &link) { link.connectedData(); }, true,
-        QStringList({ "TcpGetVersion", "TcpGetSWVersion" }) + start,
-        { "connected", "start scanning" });
+    QTest::newRow("nothing new") << nothingNew << "" << none << none;
 }
 
 void TestLink::scanSequences()
 {
     QFETCH(Act, act);
-    QFETCH(bool, scanning);
-    Wired wired;
-    QVERIFY(wired.up());
-    wired.link.scanning = scanning;
-    wired.forget();
-    act(wired.link);
-    wired.link.triggerTimer(); // its polls end the wait, and show that the flags are back to 0
-    SPIN_COMPARE(wired.microscope.polls(), 1);
-    SPIN_COMPARE(wired.microscope.received.last().name, QByteArray("GetViewField"));
-    QCOMPARE(wired.microscope.received.last().flags, 0);
-    QTEST(wired.microscope.commands(), "commands");
-    QTEST(wired.events, "statuses");
-    QCOMPARE(wired.link.image.size(), QSize(wired.link.scanSize, wired.link.scanSize));
-    QCOMPARE(wired.link.image.pixel(3, 3), 0xFF646464);
+    QFETCH(QString, status);
+    QFETCH(QStringList, commands);
+    QFETCH(QStringList, whenScanning);
+    for (bool scanning : { false, true }) {
+        Wired wired;
+        QVERIFY(wired.upAndQuiet());
+        wired.link.scanning = scanning;
+        act(wired.link);
+        wired.link.triggerTimer(); // its polls end the wait, and show that the flags are back to 0
+        SPIN_COMPARE(wired.microscope.polls(), 1);
+        SPIN_COMPARE(wired.microscope.received.last(), message("GetViewField"));
+        QCOMPARE(wired.microscope.commands(), scanning ? commands + whenScanning : commands);
+        QCOMPARE(wired.events, status.split('|', Qt::SkipEmptyParts).mid(0, scanning ? 2 : 1));
+        QCOMPARE(wired.link.image.size(), QSize(wired.link.scanSize, wired.link.scanSize));
+        QCOMPARE(wired.link.image.pixel(3, 3), 0xFF646464);
+    }
 }
 
 void TestLink::replies_data()
 {
     QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<QStringList>("events");
+    QTest::addColumn<QString>("events");
     QTest::addColumn<QByteArray>("output");
-    const auto row = [](const char *name, QByteArray bytes, QStringList events,
+    const auto row = [](const char *name, QByteArray bytes, const char *events,
                         QByteArray output = "") {
         QTest::newRow(name) << bytes << events << output;
     };
     const QByteArray viewField = message("GetViewField", real(2));
-    row("gain and black", message("DtGetGainBlack", text("12") + text("34.5")), {},
+    const QByteArray longField = wire::uint32(8) + QByteArray("0\0xxxxxx", 8);
+    row("gain and black", message("DtGetGainBlack", text("12") + text("34.5")), "",
         "DtGetGainBlack gain: 12\nDtGetGainBlack black: 34.5\n");
-    row("working distance", message("GetWD", real(12.5)), {}, "working distance: 12.500000\n");
-    row("software version", message("TcpGetSWVersion", text("")), { "info: SW-Version: " });
-    row("detectors", message("DtEnumDetectors", text("a=b\n")), { "detectors a=b\n 0" });
-    row("scan", message("ScScanXY", wire::uint32(1)), {});
-    row("no handler", message("ScStopScan"), {}, "unsupported responce ScStopScan size: 0\n");
-    row("case of the name", message("getviewfield", real(7)), {},
-        "unsupported responce getviewfield size: 28\n");
-    row("16 characters", message("SixteenCharacter", "body"), {},
-        "unsupported responce SixteenCharacter size: 4\n");
-    row("stage before a view field", message("StgGetPosition", position(1, 2)), {});
-    row("view field", viewField, { "zoomed" });
-    row("view field unchanged", viewField + viewField, { "zoomed" });
-    row("stage", viewField + message("StgGetPosition", position(1, 2)), { "zoomed", "stageMoved" });
-    row("fourth value", viewField + message("StgGetPosition", position(0, 0, 0, 1, 0)),
-        { "zoomed", "stageMoved" });
-    row("third and fifth value", viewField + message("StgGetPosition", position(0, 0, 1, 0, 1)),
-        { "zoomed" });
-    row("no number", viewField + message("GetViewField", text("wide")), { "zoomed", "zoomed" });
-    row("comma", viewField + message("GetViewField", text("2,0")), { "zoomed", "zoomed" });
+    row("no handler", message("ScStopScan") + message("SixteenCharacter", "body"), "",
+        "unsupported responce ScStopScan size: 0\nunsupported responce SixteenCharacter size: 4\n");
+    row("stage before a view field", message("StgGetPosition", position(1, 2)), "");
+    row("view field twice", viewField + viewField, "zoomed");
+    row("stage", viewField + message("StgGetPosition", position(1, 2)), "zoomed|stageMoved");
+    row("comma", viewField + message("GetViewField", text("2,0")), "zoomed|zoomed");
     row("field longer than its text",
-        viewField
-            + message("StgGetPosition",
-                      wire::uint32(8) + QByteArray("0\0xxxxxx", 8) + real(0) + real(0) + real(0)
-                          + real(0)),
-        { "zoomed" });
-    row("no body", viewField + message("StgGetPosition"), { "zoomed" });
+        viewField + message("StgGetPosition", longField + real(0) + real(0) + real(0) + real(0)),
+        "zoomed");
     row("length beyond everything",
         message("TcpGetSWVersion", wire::uint32(0xFFFFFFFF) + QByteArray(4, '\0')),
-        { "info: SW-Version: " });
+        "info: SW-Version: ");
 }
 
 void TestLink::replies()
 {
     QFETCH(QByteArray, bytes);
     Wired wired;
-    QVERIFY(wired.up());
-    wired.forget();
+    QVERIFY(wired.upAndQuiet());
     StandardOutput output;
     wired.microscope.reply(bytes + barrier);
     SPIN_VERIFY(wired.events.contains(barrierSeen));
     const QByteArray printed = output.text();
     wired.events.removeOne(barrierSeen);
-    QTEST(wired.events, "events");
+    QTEST(wired.events.join('|'), "events");
     QTEST(printed, "output");
 }
 
@@ -357,10 +308,10 @@ void TestLink::repliesCutAnywhere()
     QVERIFY(wired.up());
     StandardOutput output;
     for (int cut = 1; cut < conversation.size(); ++cut) {
-        QSignalSpy arrived(wired.link.controlSocket, &QTcpSocket::readyRead);
+        const QSignalSpy arrived(wired.link.controlSocket, &QTcpSocket::readyRead);
         wired.events.clear();
         wired.microscope.reply(conversation.left(cut));
-        QVERIFY(spinUntil([&] { return !arrived.isEmpty(); }));
+        SPIN_VERIFY(!arrived.isEmpty());
         wired.microscope.reply(conversation.mid(cut));
         SPIN_VERIFY(wired.events.contains(barrierSeen));
         QVERIFY2(wired.events == expected, qPrintable(QString("cut at %1").arg(cut)));
@@ -380,10 +331,10 @@ void TestLink::scanDataCutAnywhere()
         const QByteArray bytes =
             scanData(0, frame.left(5)) + scanData(5, frame.mid(5, 8)) + scanData(13, frame.mid(13));
         end = bytes.size();
-        QSignalSpy arrived(wired.link.dataSocket, &QTcpSocket::readyRead);
+        const QSignalSpy arrived(wired.link.dataSocket, &QTcpSocket::readyRead);
         wired.events.clear();
         wired.microscope.scan(bytes.left(cut));
-        QVERIFY(spinUntil([&] { return !arrived.isEmpty(); }));
+        SPIN_VERIFY(!arrived.isEmpty());
         wired.microscope.scan(bytes.mid(cut));
         SPIN_COMPARE(wired.events, QStringList({ "imageChanged", "imageChanged", "imageChanged" }));
         QCOMPARE(wired.grey(), frame.toHex());
@@ -394,65 +345,45 @@ void TestLink::pixels_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QByteArray>("levels"); // of a frame of 3 x 3 pixels, empty ones are 64
-    QTest::addColumn<QStringList>("events");
-    const auto row = [](const char *name, QByteArray bytes, QByteArray levels, QString events) {
-        QTest::newRow(name) << bytes << levels << events.split(' ', Qt::SkipEmptyParts);
-    };
     const auto run = [](quint32 index, const char *levels) {
         return scanData(index, QByteArray::fromHex(levels));
     };
-    const QString changed = "imageChanged";
-    row("levels", run(0, "0080ff07"), "0080ff076464646464", "scanning... imageChanged");
-    row("wraps into the next row", run(5, "0102"), "646464646401026464", changed);
-    row("wraps to the top", run(8, "0102"), "026464646464646401", changed);
-    row("more than a frame", run(0, "0102030405060708090a0b"), "0a0b03040506070809",
-        "scanning... imageChanged");
-    row("below the frame", run(10, "010203"), "646402036464646464", changed);
-    row("below the frame, end of row", run(11, "0102"), "026464646464646464", changed);
-    row("far below", run(0xFFFFFFFF, "0102"), "640264646464646464", changed);
-    row("no pixels", run(3, ""), "646464646464646464", changed);
-    row("integers cut short", message("ScData", QByteArray(12, '\1')), "646464646464646464",
-        changed);
-    row("integers missing, then a run", message("ScData", QByteArray(4, '\1')) + run(4, "05"),
-        "646464640564646464", "imageChanged imageChanged");
-    row("garbage drops the rest", run(1, "05") + message("Garbage") + run(0, "06"),
-        "640564646464646464", changed);
-    row("a name that only begins alike", message("ScDataX") + run(0, "06"), "646464646464646464",
-        "");
+    const QByteArray cutShort = message("ScData", QByteArray(4, '\1'));
+    QTest::newRow("levels") << run(0, "0080ff07") << QByteArray("0080ff076464646464");
+    QTest::newRow("next row") << run(5, "0102") << QByteArray("646464646401026464");
+    QTest::newRow("top") << run(8, "0102") << QByteArray("026464646464646401");
+    QTest::newRow("frame") << run(0, "0102030405060708090a0b") << QByteArray("0a0b03040506070809");
+    QTest::newRow("below") << run(11, "0102") << QByteArray("026464646464646464");
+    QTest::newRow("far below") << run(0xFFFFFFFF, "0102") << QByteArray("640264646464646464");
+    QTest::newRow("cut short") << cutShort + run(4, "05") << QByteArray("646464640564646464");
 }
 
 void TestLink::pixels()
 {
     QFETCH(QByteArray, bytes);
-    QFETCH(QStringList, events);
     Wired wired(3);
-    QVERIFY(wired.up());
+    QVERIFY(wired.upAndQuiet());
     wired.link.scanning = true;
-    wired.forget();
-    StandardOutput output;
-    const QSignalSpy arrived(wired.link.dataSocket, &QTcpSocket::readyRead);
     wired.microscope.scan(bytes);
-    SPIN_VERIFY(!arrived.isEmpty()
-                && wired.events.count("imageChanged") >= events.count("imageChanged"));
-    const QByteArray printed = output.text();
-    QTEST(wired.events, "events");
+    SPIN_COMPARE(wired.events.count("imageChanged"), bytes.count("ScData"));
     QTEST(wired.grey(), "levels");
-    if (!bytes.contains("Garbage"))
-        return;
-    QVERIFY(printed.startsWith("0: 71 G\n1: 97 a\n"));
-    QVERIFY(printed.endsWith("31: 0 " + QByteArray(1, '\0') + "\ncommand data Garbage\n"));
-    // A header alone waits for one byte more.
-    wired.microscope.scan(scanData(0, "\x09") + message("Garbage"));
-    SPIN_COMPARE(wired.grey().left(2), QByteArray("09"));
-    SPIN_COMPARE(wired.link.dataBuffer.size(), 32);
+    // The start of a frame is told.
+    QCOMPARE(wired.events.contains("scanning..."), wire::uint32(0) == bytes.mid(40, 4));
 }
 
-void TestLink::farBelowAFrameOfOnePixel()
+void TestLink::garbageOnTheDataChannel()
 {
-    Wired wired(1);
-    QVERIFY(wired.up());
-    wired.microscope.scan(scanData(0x9C000000, "\x01\x02"));
-    SPIN_COMPARE(wired.grey(), QByteArray("02"));
+    Wired wired;
+    QVERIFY(wired.upAndQuiet());
+    StandardOutput output;
+    wired.microscope.scan(scanData(1, "\5") + message("Garbage") + scanData(0, "\6"));
+    SPIN_COMPARE(wired.events, QStringList("imageChanged"));
+    const QByteArray printed = output.text();
+    QCOMPARE(wired.grey().left(6), QByteArray("640564")); // what follows is dropped
+    QVERIFY(printed.startsWith("0: 71 G\n1: 97 a\n"));
+    QVERIFY(printed.endsWith("31: 0 " + QByteArray(1, '\0') + "\ncommand data Garbage\n"));
+    wired.microscope.scan(scanData(0, "\x09"));
+    SPIN_COMPARE(wired.grey().left(4), QByteArray("0905"));
 }
 
 void TestLink::allPixelsBeforeTheFirstSignal()
@@ -465,59 +396,28 @@ void TestLink::allPixelsBeforeTheFirstSignal()
     SPIN_COMPARE(seen, QList<QByteArray>({ "01020304", "01020304", "01020304" }));
 }
 
-void TestLink::hostRunsAnEventLoopOfItsOwn()
-{
-    Wired wired(1024);
-    QVERIFY(wired.up());
-    wired.forget();
-    // A message box, say, that stays until more has arrived than the sockets take unread.
-    wired.note(&tescan::imageChanged, [&] {
-        if (wired.events.count("imageChanged") > 1)
-            return;
-        for (int i = 0; i < 20; ++i)
-            wired.microscope.scan(scanData(i * 50000, QByteArray(50000, char(i))));
-        QVERIFY(spinUntil([&] { return wired.link.dataSocket->bytesAvailable() > 100000; }));
-    });
-    wired.microscope.scan(scanData(0, "x"));
-    SPIN_COMPARE(wired.events.count("imageChanged"), 21);
-    wired.note(&tescan::zoomed, [&] {
-        if (wired.events.count("zoomed") > 1)
-            return;
-        wired.microscope.reply(message("GetViewField", real(2)));
-        QVERIFY(spinUntil([&] { return wired.link.controlSocket->bytesAvailable() > 0; }));
-    });
-    wired.microscope.reply(message("GetViewField", real(1)));
-    SPIN_COMPARE(wired.events.count("zoomed"), 2);
-}
-
 void TestLink::keptImageNeverChanges()
 {
     Wired wired(64);
     QVERIFY(wired.up());
     QSet<const uchar *> frames;
-    QImage kept;
     for (int round = 0; round < 40; ++round) {
-        kept = wired.link.image;
-        frames.insert(kept.constBits());
+        const QImage kept = wired.link.image;
         const QImage before = kept.copy();
+        frames.insert(kept.constBits());
         wired.microscope.scan(scanData(round * 100, QByteArray(150, char(round + 1))));
         SPIN_COMPARE(wired.events.count("imageChanged"), round + 1);
         QCOMPARE(kept, before);
-        QCOMPARE(
-            qRed(wired.link.image.pixel((round * 100 + 149) % 64, (round * 100 + 149) / 64 % 64)),
-            round + 1);
+        QVERIFY(wired.link.image != before);
     }
     // A host that keeps the last frame it fetched makes the link change between two, not copy.
     QVERIFY2(frames.size() <= 3, qPrintable(QString::number(frames.size())));
-    wired.link.setImageSize(8);
-    QCOMPARE(kept.width(), 64);
 }
 
 void TestLink::oversizedMessages()
 {
     Wired wired;
-    QVERIFY(wired.up());
-    wired.forget();
+    QVERIFY(wired.upAndQuiet());
     StandardOutput output;
     // The size would wrap to a small number in a sum of 32 bits.
     wired.microscope.reply(wire::header("TcpGetSWVersion", 0xFFFFFFF0) + text("wrapped") + barrier);
@@ -525,8 +425,7 @@ void TestLink::oversizedMessages()
         wired.microscope.reply(QByteArray(1 << 20, 'x'));
         SPIN_COMPARE(wired.microscope.control->bytesToWrite(), qint64(0));
     }
-    wired.microscope.dropConnections();
-    SPIN_VERIFY(wired.link.controlSocket->state() == QAbstractSocket::UnconnectedState);
+    QVERIFY(wired.dropped());
     QCOMPARE(wired.events.toSet(), QSet<QString>({ "disconnected..." }));
     QVERIFY(wired.link.receiveBuffer.size() < 4 << 20);
     // One that does end is passed over, and what follows is handled.
@@ -536,29 +435,6 @@ void TestLink::oversizedMessages()
     QCOMPARE(output.text(),
              QByteArray("unsupported responce TcpGetSWVersion size: -16\n"
                         "unsupported responce GetWD size: 3145728\n"));
-}
-
-void TestLink::nothingLeftOfTornMessages()
-{
-    Wired wired;
-    QVERIFY(wired.up());
-    const QByteArray reply = message("DtEnumDetectors", text("list"));
-    const QByteArray run = scanData(0, "\1\2\3\4");
-    for (int cut : { 1, 31, 32, 33, 40, 43 }) {
-        QSignalSpy control(wired.link.controlSocket, &QTcpSocket::readyRead);
-        QSignalSpy data(wired.link.dataSocket, &QTcpSocket::readyRead);
-        wired.microscope.reply(reply.left(cut));
-        wired.microscope.scan(run.left(cut));
-        SPIN_VERIFY(!control.isEmpty() && !data.isEmpty());
-        wired.microscope.dropConnections();
-        SPIN_VERIFY(wired.link.controlSocket->state() == QAbstractSocket::UnconnectedState);
-        wired.forget();
-        QVERIFY(wired.up());
-        wired.forget();
-        wired.microscope.reply(reply);
-        wired.microscope.scan(run);
-        SPIN_COMPARE(wired.events.toSet(), QSet<QString>({ "detectors list 0", "imageChanged" }));
-    }
 }
 
 void TestLink::failedConnections()
@@ -571,14 +447,12 @@ void TestLink::failedConnections()
     wired.link.connectToSEM("127.0.0.1", port, 0);
     SPIN_VERIFY(wired.events.last().startsWith("connection failed: "));
     QCOMPARE(wired.events.size(), 2);
-
     wired.microscope.dataServer.close();
     wired.start();
     SPIN_VERIFY(wired.events.last().startsWith("data connection failed: "));
-    wired.forget();
+    wired.microscope.forget();
     wired.microscope.dataServer.listen(QHostAddress::LocalHost, wired.microscope.port() + 1);
     QVERIFY(wired.up());
-    QVERIFY(wired.events.contains("connected"));
 }
 
 void TestLink::connectsAfterAHangingAttempt()
@@ -596,45 +470,37 @@ void TestLink::connectsAfterAHangingAttempt()
     wired.link.connectToSEM("127.0.0.1", full.serverPort(), 0);
     QVERIFY(wired.up());
     QCOMPARE(wired.events.mid(0, 2), QStringList({ "connecting...", "connecting..." }));
-    QVERIFY(wired.events.contains("connected"));
 }
 
+/// Against whole copies, with readers that keep any of the last frames.
 void TestLink::frameStore()
 {
     std::mt19937 random(4711);
     const auto below = [&random](int limit) { return int(random() % unsigned(limit)); };
-    struct Kept {
-        QImage image;
-        QVector<quint32> pixels;
-    };
     for (int round = 0; round < 200; ++round) {
         const int edge = 1 + below(20);
-        QVector<quint32> expected(edge * edge, 0xFF646464);
         QImage front(edge, edge, QImage::Format_RGB32);
         front.fill(0xFF646464);
+        QImage expected = front.copy();
         FrameStore store;
-        QList<Kept> kept;
-        const auto equal = [](const QImage &image, const QVector<quint32> &pixels) {
-            return std::equal(pixels.begin(), pixels.end(),
-                              reinterpret_cast<const quint32 *>(image.constBits()));
-        };
+        QList<QPair<QImage, QImage>> kept;
         for (int step = 0; step < 150; ++step) {
             if (below(3) == 0)
-                kept.append({ front, expected });
+                kept.append({ front, expected.copy() });
             while (kept.size() > below(4))
                 kept.removeAt(below(kept.size()));
             store.makeWritable(&front);
             for (int runs = below(round % 2 ? 3 : 100); runs > 0; --runs) {
                 const int first = below(edge * edge);
                 const int count = 1 + below(edge * edge - first);
-                quint32 *pixels = reinterpret_cast<quint32 *>(front.bits()) + first;
-                std::fill(pixels, pixels + count, quint32(step));
-                std::fill_n(expected.begin() + first, count, quint32(step));
+                for (QImage *image : { &front, &expected })
+                    std::fill_n(reinterpret_cast<QRgb *>(image->bits()) + first, count,
+                                0xFF000000 + QRgb(step));
                 store.written(first, count);
             }
-            QVERIFY(equal(front, expected));
-            for (const Kept &image : kept)
-                QVERIFY(equal(image.image, image.pixels));
+            QCOMPARE(front, expected);
+            for (const auto &image : kept)
+                QCOMPARE(image.first, image.second);
         }
     }
 }
