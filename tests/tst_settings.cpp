@@ -14,8 +14,6 @@
 #include <QSpinBox>
 #include <QtTest>
 
-#include <random>
-
 namespace {
 const QString points = ";1;2;3;4;5;6;7;8";
 const qint64 ordinaryKb = 64 * 1024;
@@ -28,7 +26,7 @@ const QMap<QByteArray, QByteArray> goodValues = {
     { "detector", "1" },
     { "dwelltime", "1000" },
     { "display", "0" },
-    { "alignMap", "\"good;-1;0;1;0;1000000;0;0;0\", \"best;1;2;3;4;5;6;7;8\"" },
+    { "alignMap", "\"good;-1;0;1;0;1000000;0;0;0\", \"best;1;2;3;4;5;6;7;8\"" }
 };
 
 /// Puts a file in the store's place. Each has a name of its own: Qt remembers what it has read.
@@ -71,28 +69,6 @@ QStringList storedAlignments()
     return QSettings().value("tescan/alignMap").toStringList();
 }
 
-void saveAndRestore(PluginFixture *host, FakeMicroscope *microscope)
-{
-    QVERIFY(host->connectTo(*microscope));
-    restart(host);
-}
-
-QStringList namedDesigns(int count)
-{
-    const QStringList scripts = { "chip",  "芯片",   "чип",  "תוכנית",
-                                  "رقاقة", "チップ", "𝒞𝒽𝒾𝓅", "e\u0301" };
-    const QStringList odd = {
-        ",", "\"", "\\", "=", "[x]", "\n", "%41", "@Variant(", " ", "\u200f"
-    };
-    QStringList entries;
-    for (int i = 0; i < count; ++i)
-        entries << scripts.at(i % scripts.size()) + odd.at(i % odd.size())
-                + QString("%1").arg(i, 4, 10, QChar('0')) + points;
-    std::sort(entries.begin(), entries.end(), [](const QString &a, const QString &b) {
-        return a.section(';', 0, 0) < b.section(';', 0, 0);
-    });
-    return entries;
-}
 } // namespace
 
 class TestSettings : public QObject {
@@ -101,13 +77,9 @@ class TestSettings : public QObject {
 private slots:
     void hostileValue_data();
     void hostileValue();
-    void hostileAlignments_data();
     void hostileAlignments();
-    void anyBytes();
-    void valueBeyondMemory_data();
     void valueBeyondMemory();
     void largestFrame();
-    void namesInAllScripts_data();
     void namesInAllScripts();
     void unwritableStore();
 };
@@ -118,25 +90,16 @@ void TestSettings::hostileValue_data()
     QTest::addColumn<QByteArray>("value");
     const QMap<const char *, QByteArray> values = {
         { "negative", "-1" },
-        { "zero", "0" },
         { "nothing", "" },
-        { "largest int", "2147483647" },
-        { "smallest int", "-2147483648" },
         { "beyond any integer", "99999999999999999999999" },
+        { "largest integer", "2147483647" },
         { "real", "1e9" },
-        { "not a number", "nan" },
         { "text", "no number at all" },
         { "list", "1, 2, three, \"4;5\"" },
-        { "invalid", "@Invalid()" },
         { "bytes", "@ByteArray(\\0\\xff\\x1)" },
-        { "rectangle", "@Rect(1 2 3 4)" },
         { "broken size", "@Size(1" },
         { "unknown type", "@Variant(\\0\\0\\0\\x7f\\0\\0\\0\\0\\xfNoSuchType\\0)" },
-        { "torn variant", "@Variant(\\0" },
-        { "real variant", "@Variant(\\0\\0\\0\\x6\\0\\x7f\\xf0\\0\\0\\0\\0\\0\\0)" },
-        { "other scripts", "\"\\x4e2d\\x6587 \\x5d0 \\xd83d\\xde00\"" },
-        { "raw bytes", QByteArray("\xff\xfe\x80\x01 \x7f") },
-        { "a million characters", QByteArray(1000000, 'x') },
+        { "raw bytes", "\xff\xfe\x80\x01 \x7f" },
         { "a million semicolons", '"' + QByteArray(1000000, ';') + '"' },
     };
     for (const QByteArray &key : goodValues.keys())
@@ -191,81 +154,38 @@ void TestSettings::hostileValue()
                  QStringList({ "best" + points, "good;-1;0;1;0;1000000;0;0;0" }));
 }
 
-void TestSettings::hostileAlignments_data()
-{
-    QTest::addColumn<QString>("bad");
-    QTest::newRow("empty") << "";
-    QTest::newRow("no fields") << "name";
-    QTest::newRow("separators only") << ";;;;;;;;";
-    QTest::newRow("too few") << "bad;1;2;3;4;5;6;7";
-    QTest::newRow("no numbers") << "bad;a;b;c;d;e;f;g;h";
-    QTest::newRow("not finite") << "bad;nan;inf;-inf;1e999;nan;inf;-inf;0";
-    QTest::newRow("one place only") << "bad;0;0;0;0;0;0;0;0;0;0;0;0";
-    QTest::newRow("far away") << "bad;1e308;-1e308;1e308;1e308;-1e308;1e308;1;1";
-    QTest::newRow("many points") << "bad" + QString(";1").repeated(100000);
-    QTest::newRow("binary") << QString(QChar(0)) + QChar(0xD800) + points;
-}
-
 void TestSettings::hostileAlignments()
 {
-    QFETCH(QString, bad);
     PluginFixture host(LIBRARY_FILE);
-    writeStore(QByteArray());
-    QSettings().setValue("tescan/alignMap", QStringList({ "abc" + points, bad, "xyz" + points }));
-    FakeMicroscope microscope;
-    QVERIFY(host.place(&microscope));
-    const QString name = bad.section(';', 0, 0);
-    host.plugin->getDesignName(name);
-    for (const char *button : { "align1", "align2", "align2", "stageToView" })
-        host.click(button);
-    for (const double value : host.values)
-        QVERIFY(qIsFinite(value));
-    QVERIFY(hasAlignment(host, "abc") && hasAlignment(host, "xyz"));
-    restart(&host);
-    QVERIFY(hasAlignment(host, "abc") && hasAlignment(host, "xyz"));
-}
-
-/// Random files, made of what such files are made of.
-void TestSettings::anyBytes()
-{
-    std::mt19937 random(20);
-    const auto below = [&random](int limit) { return int(random() % unsigned(limit)); };
-    const QList<QByteArray> scraps =
-        QByteArray("[tescan]\n|[%General]\n|alignMap=|imageSize=|port=|host=|detector=|dwelltime=|"
-                   "display=|\n|\"|, |;1;2;3;4|@ByteArray(\\|@Variant(|\\0\\0\\0|\\x|-|7|99999|"
-                   "chip|=|\\|@Invalid()|\xff\xfe|%U20AC|)|@|@Point(1 2)\n|\\x3b")
-            .split('|');
-    PluginFixture host(LIBRARY_FILE);
-    qint64 largest = 0;
-    for (int round = 0; round < (sanitized ? 150 : 500); ++round) {
-        QByteArray content = "[tescan]\n";
-        for (int i = below(60); i > 0; --i)
-            content += below(8) ? scraps.at(below(scraps.size())) : QByteArray(1, char(below(256)));
-        writeStore(content);
+    for (const QString &bad :
+         { QString(), QString("name"), QString(";;;;;;;;"), QString("bad;a;b;c;d;e;f;g;h"),
+           QString("bad;nan;inf;-inf;1e999;nan;inf;-inf;0"), QString("bad") + ";0;0;0;0;0;0;0;0",
+           QString("bad;1e308;-1e308;1e308;1e308;-1e308;1e308;1;1"),
+           "bad" + QString(";1").repeated(100000), QString(QChar(0)) + QChar(0xD800) + points }) {
+        host.destroy();
+        writeStore(QByteArray());
+        QSettings().setValue("tescan/alignMap",
+                             QStringList({ "abc" + points, bad, "xyz" + points }));
+        host.create();
+        host.events.clear();
+        FakeMicroscope microscope;
+        QVERIFY(host.place(&microscope));
+        host.plugin->getDesignName(bad.section(';', 0, 0));
+        for (const char *button : { "align1", "align2", "align2", "stageToView" })
+            host.click(button);
+        for (const double value : host.values)
+            QVERIFY2(qIsFinite(value), qPrintable(bad.left(80)));
         restart(&host);
-        QVERIFY2(host.panel, content.toHex());
-        host.plugin->getDesignName("chip");
-        largest = qMax(largest, residentKb());
+        QVERIFY2(hasAlignment(host, "abc") && hasAlignment(host, "xyz"), qPrintable(bad.left(80)));
     }
-    if (!sanitized)
-        QVERIFY(largest < largestFrameKb + 2 * ordinaryKb);
-    qInfo("%lld KiB at most", largest);
-}
-
-void TestSettings::valueBeyondMemory_data()
-{
-    QTest::addColumn<QByteArray>("value");
-    QTest::newRow("list") << QByteArray("@Variant(\\0\\0\\0\\t\\xf\\xff\\xff\\xff)");
-    QTest::newRow("texts") << QByteArray("@Variant(\\0\\0\\0\\v\\xf\\xff\\xff\\xff)");
 }
 
 /// Qt cannot read the section any more, nor write the file; that is all that is lost.
 void TestSettings::valueBeyondMemory()
 {
-    QFETCH(QByteArray, value);
     PluginFixture host(LIBRARY_FILE);
     QMap<QByteArray, QByteArray> values = goodValues;
-    values["alignMap"] = value;
+    values["alignMap"] = "@Variant(\\0\\0\\0\\t\\xf\\xff\\xff\\xff)"; // a list
     writeStore(storeOf(values));
     const QByteArray fileName = QSettings().fileName().toLocal8Bit();
     FakeMicroscope microscope;
@@ -293,34 +213,25 @@ void TestSettings::largestFrame()
     }
 }
 
-void TestSettings::namesInAllScripts_data()
-{
-    QTest::addColumn<int>("designs");
-    QTest::newRow("a hundred designs") << 100;
-    QTest::newRow("a thousand designs") << 1000;
-}
-
 void TestSettings::namesInAllScripts()
 {
-    QFETCH(int, designs);
+    const QStringList scripts = { "chip", "芯片", "תוכנית", "رقاقة", "𝒞𝒽𝒾𝓅", "e\u0301" };
+    const QStringList odd = { ",", "\"", "\\", "=", "[x]", "\n", "%41", "@Variant(", " " };
+    QStringList expected;
+    for (const QString &script : scripts)
+        for (const QString &suffix : odd)
+            expected << script + suffix + points;
     PluginFixture host(LIBRARY_FILE);
     writeStore(QByteArray());
-    QStringList expected = namedDesigns(designs);
     QSettings().setValue("tescan/alignMap", expected);
-    restart(&host);
-    for (const QString &entry : expected)
-        QVERIFY2(hasAlignment(host, entry.section(';', 0, 0)), qPrintable(entry));
     FakeMicroscope microscope;
-    // What is more than a hundred is thinned each time, what is left is not touched again.
-    while (expected.size() > 100) {
-        for (int i = 1; i < expected.size(); ++i)
-            expected.removeAt(i);
-        saveAndRestore(&host, &microscope);
-        QCOMPARE(storedAlignments(), expected);
-    }
     for (int i = 0; i < 3; ++i) {
-        saveAndRestore(&host, &microscope);
-        QCOMPARE(storedAlignments(), expected);
+        restart(&host);
+        for (const QString &entry : expected)
+            QVERIFY2(hasAlignment(host, entry.section(';', 0, 0)), qPrintable(entry));
+        QVERIFY(host.connectTo(microscope));
+        host.destroy();
+        QCOMPARE(storedAlignments().toSet(), expected.toSet());
     }
 }
 
