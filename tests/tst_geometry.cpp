@@ -146,6 +146,7 @@ void TestGeometry::threePairsOnOneLine()
     QVERIFY(!threePairs(wafer, { 1, 2 }, { -2, -4 }, &map));
     QVERIFY(!threePairs(wafer, { 1, 2 }, { 1, 2 }, &map));
     QVERIFY(!threePairs(wafer, { 0, 0 }, { 0, 0 }, &map));
+    QVERIFY(!threePairs(wafer, { notANumber, 0 }, { 1, 1 }, &map));
 }
 
 void TestGeometry::placementMatrix()
