@@ -39,14 +39,16 @@ QVariant stored(const QSettings &settings, const char *key, const QVariant &defa
     }
 }
 
-bool isWritten(QSettings *settings)
+/// Whether all of the file can be read. Writing reads it first, and a value that was set and could
+/// not be written would have every later QSettings of the process fail.
+bool isReadable(const QSettings &settings)
 {
     try {
-        settings->sync(); // reads the file first
+        settings.allKeys();
+        return true;
     } catch (const std::bad_alloc &) {
         return false;
     }
-    return settings->status() == QSettings::NoError;
 }
 
 int readInt(const QSettings &settings, const char *key, int defaultValue)
@@ -150,9 +152,11 @@ void backgroundSEM::save()
         { displayKey, displayMode },
         { alignMapKey, entryTexts(alignMap) },
     };
-    for (size_t i = 0; i < sizeof values / sizeof values[0]; ++i)
+    const bool readable = isReadable(settings);
+    for (size_t i = 0; readable && i < sizeof values / sizeof values[0]; ++i)
         settings.setValue(QLatin1String(values[i].key), values[i].value);
-    if (!isWritten(&settings)) {
+    settings.sync();
+    if (!readable || settings.status() != QSettings::NoError) {
         std::printf("settings could not be written to %s\n",
                     settings.fileName().toLocal8Bit().constData());
         std::fflush(stdout);

@@ -196,6 +196,9 @@ void TestSettings::valueBeyondMemory()
     QFile file(fileName);
     QVERIFY(file.open(QIODevice::ReadOnly));
     QCOMPARE(file.readAll(), storeOf(values));
+    microscope.forget();
+    host.create();
+    QVERIFY(host.place(&microscope));
 }
 
 void TestSettings::largestFrame()
