@@ -65,6 +65,8 @@ private slots:
     void libraryFile();
     void beforeInit();
     void initOnce();
+    void goneWhileStarting();
+    void panelGone();
     void restoredScan();
     void savedSettings();
     void savedAlignments_data();
@@ -177,6 +179,35 @@ void TestPlugin::initOnce()
     const QPointer<QWidget> panel = host.panel;
     host.destroy();
     QVERIFY(!panel);
+}
+
+void TestPlugin::goneWhileStarting()
+{
+    for (const QByteArray signal : { "addWidget", "imageUpdate" }) {
+        PluginFixture host(LIBRARY_FILE);
+        host.onSignal = [&](const QByteArray &name) {
+            if (name == signal)
+                host.destroy();
+        };
+        host.create();
+        host.init();
+        QVERIFY2(!host.object, signal.constData());
+    }
+}
+
+void TestPlugin::panelGone()
+{
+    PluginFixture host(LIBRARY_FILE);
+    FakeMicroscope microscope;
+    QVERIFY(host.place(&microscope));
+    delete host.panel;
+    microscope.setViewField(2);
+    SPIN_COMPARE(host.values[2], 2e6 / 512); // the image still follows
+    const QMetaObject *meta = host.object->metaObject();
+    for (int i = meta->indexOfSlot("triggerTimer()"); i < meta->methodCount(); ++i)
+        meta->method(i).invoke(host.object, Q_ARG(QString, "768x768"));
+    host.plugin->getDesignName("chipA");
+    host.getPos();
 }
 
 void TestPlugin::restoredScan()
