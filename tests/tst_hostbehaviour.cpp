@@ -252,8 +252,8 @@ class TestHostBehaviour : public QObject {
 
 private slots:
     void anyOrder();
-    void deletedWithinEventLoop_data();
-    void deletedWithinEventLoop();
+    void deletedWithinSignal_data();
+    void deletedWithinSignal();
     void deletedWhileTwoAreAtWork();
     void panelDeletedWithinSignal_data();
     void panelDeletedWithinSignal();
@@ -293,47 +293,76 @@ void TestHostBehaviour::anyOrder()
     qInfo("%d steps, %d signals", rounds * stepsPerRound, signalsSeen);
 }
 
-void TestHostBehaviour::deletedWithinEventLoop_data()
+void TestHostBehaviour::deletedWithinSignal_data()
 {
     QTest::addColumn<QByteArray>("signal");
+    QTest::addColumn<bool>("placed"); // before the trigger, instead of not even initialised
+    QTest::addColumn<bool>("inEventLoop");
     QTest::addColumn<Trigger>("trigger");
-    const auto row = [](const char *name, const char *signal, Trigger trigger) {
-        QTest::newRow(name) << QByteArray(signal) << trigger;
+    const auto row = [](const char *name, const char *signal, Trigger trigger, bool placed = true) {
+        for (const bool inEventLoop : { false, true })
+            QTest::addRow("%s, %s, %s", signal, name, inEventLoop ? "event loop" : "at once")
+                << QByteArray(signal) << placed << inEventLoop << trigger;
     };
+    const auto call = [](const char *slot) -> Trigger {
+        return [slot](PluginFixture &host, FakeMicroscope &) { host.call(slot); };
+    };
+    const Trigger init = [](PluginFixture &host, FakeMicroscope &) { host.init(); };
+    row("init", "addWidget", init, false);
+    row("init", "imageUpdate", init, false);
     row("data channel", "imageUpdate", scanData);
     row("control channel", "posUpdate", stageMove);
+    row("first placement", "imageUpdate", click("connectButton"));
+    row("first placement", "centerImage", call("alignClear"));
     row("connect button", "requestView", click("connectButton"));
     row("display button", "imageUpdate", click("displayBox"));
     row("alignment button", "requestAlignManuel", click("align1"));
+    row("alignment button", "posUpdate", click("align1"));
+    row("second click", "requestDefaultMode", [](PluginFixture &host, FakeMicroscope &microscope) {
+        click("align1")(host, microscope);
+        click("align1")(host, microscope);
+    });
+    row("slot", "requestAlignAssist", call("alignAssist"));
     row("clone button", "requestCloneImage", click("freezeButton"));
     row("view button", "centerImage", click("viewToStage"));
     row("stage button", "requestView", click("stageToView"));
     row("image size", "imageUpdate", chooseByKey("imageSize"));
-    row("position after image size", "posUpdate", chooseByKey("imageSize"));
-    row("refresh timer", "imageUpdate",
-        [](PluginFixture &host, FakeMicroscope &) { host.call("triggerTimer"); });
+    row("image size", "posUpdate", chooseByKey("imageSize"));
+    row("design", "posUpdate",
+        [](PluginFixture &host, FakeMicroscope &) { host.plugin->getDesignName("chipA"); });
+    row("refresh timer", "imageUpdate", call("triggerTimer"));
 }
 
-void TestHostBehaviour::deletedWithinEventLoop()
+void TestHostBehaviour::deletedWithinSignal()
 {
     QFETCH(QByteArray, signal);
+    QFETCH(bool, placed);
+    QFETCH(bool, inEventLoop);
     QFETCH(Trigger, trigger);
     PluginFixture host(LIBRARY_FILE);
     QSettings().setValue("tescan/display", 0);
+    QSettings().setValue("tescan/alignMap", QStringList("chipA;0;0;0;0;-1000000;0;1;0"));
     FakeMicroscope microscope;
-    QVERIFY(host.place(&microscope));
-    host.panel->show();
+    if (placed) {
+        QVERIFY(host.place(&microscope));
+        host.panel->show();
+    }
     bool done = false;
     host.onSignal = [&](const QByteArray &name) {
-        if (name == signal && !done) {
-            done = true;
+        if (name != signal || done)
+            return;
+        done = true;
+        if (inEventLoop)
             deleteWithinLoop(&host);
-        }
+        else
+            host.destroy();
     };
     trigger(host, microscope);
     SPIN_VERIFY(done && !host.object && !host.panel);
-    SPIN_VERIFY(microscope.control->state() == QAbstractSocket::UnconnectedState
-                && microscope.data->state() == QAbstractSocket::UnconnectedState);
+    const auto closed = [](const QTcpSocket *socket) {
+        return !socket || socket->state() == QAbstractSocket::UnconnectedState;
+    };
+    SPIN_VERIFY(closed(microscope.control) && closed(microscope.data));
     host.onSignal = nullptr;
     host.create();
     microscope.forget();
