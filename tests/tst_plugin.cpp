@@ -65,7 +65,6 @@ private slots:
     void libraryFile();
     void beforeInit();
     void initOnce();
-    void goneWhileStarting();
     void panelGone();
     void restoredScan();
     void savedSettings();
@@ -179,20 +178,6 @@ void TestPlugin::initOnce()
     const QPointer<QWidget> panel = host.panel;
     host.destroy();
     QVERIFY(!panel);
-}
-
-void TestPlugin::goneWhileStarting()
-{
-    for (const QByteArray signal : { "addWidget", "imageUpdate" }) {
-        PluginFixture host(LIBRARY_FILE);
-        host.onSignal = [&](const QByteArray &name) {
-            if (name == signal)
-                host.destroy();
-        };
-        host.create();
-        host.init();
-        QVERIFY2(!host.object, signal.constData());
-    }
 }
 
 void TestPlugin::panelGone()
