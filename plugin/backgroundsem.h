@@ -99,6 +99,7 @@ private:
         StateAligned = 50
     };
     static const int pairCount = 3;
+    static const int refreshMs = 5000; ///< after the last getImage(), until the host is reminded
 
     // Lifecycle and settings (plugin/).
     int restoreScan(QSettings &settings, int *dwellNs, int *detector);

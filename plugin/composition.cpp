@@ -6,8 +6,6 @@
 #include "sem/tescan.h"
 
 namespace {
-const int refreshMs = 5000;
-
 const QRgb transparentGrey = 0x00646464;
 const QRgb boxGrey = 0x80646464;
 const QRgb crossGround = 0x32646464;

@@ -8,10 +8,6 @@
 #include <QSettings>
 #include <QStringList>
 
-namespace {
-const int refreshMs = 5000;
-}
-
 backgroundSEM::backgroundSEM()
     : sem(0)
     , databaseUnits(1e-9)
