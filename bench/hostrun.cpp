@@ -21,9 +21,6 @@ HostRun::HostRun(quint16 controlPort, int frameSize, Keeping keeping)
     m_plugin->init();
     connectTo(controlPort, frameSize);
     connect(m_object, SIGNAL(imageUpdate()), SLOT(fetchImage()));
-    QAbstractEventDispatcher *dispatcher = QAbstractEventDispatcher::instance();
-    connect(dispatcher, SIGNAL(awake()), SLOT(loopAwake()));
-    connect(dispatcher, SIGNAL(aboutToBlock()), SLOT(loopBlocks()));
 }
 
 HostRun::~HostRun()
@@ -61,17 +58,9 @@ void HostRun::fetchImage()
         m_loop.quit();
 }
 
-void HostRun::loopBlocks()
-{
-    if (m_hold.isValid())
-        m_longestHoldNs = qMax(m_longestHoldNs, m_hold.nsecsElapsed());
-    m_hold.invalidate();
-}
-
 qint64 HostRun::receive(const Stream &stream, const std::function<void()> &start)
 {
     m_expected += stream.messages(); // less those of the next stream that came along with the last
-    m_longestHoldNs = 0;
     start();
     const qint64 begin = cpuNs();
     m_loop.exec();

@@ -4,8 +4,6 @@
 #include "bench/stream.h"
 #include "plugin/backgroundplugin.h"
 
-#include <QAbstractEventDispatcher>
-#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QImage>
 #include <QObject>
@@ -27,16 +25,9 @@ public:
     /// Receives all messages of the stream; returns the CPU time in ns.
     qint64 receive(const Stream &stream, const std::function<void()> &start);
 
-    double longestHoldMs() const
-    {
-        return m_longestHoldNs / 1e6;
-    } ///< of the event loop, in receive()
-
 private slots:
     void takePanel(QWidget *panel, QString name);
     void fetchImage();
-    void loopAwake() { m_hold.restart(); }
-    void loopBlocks();
 
 private:
     void connectTo(quint16 controlPort, int frameSize);
@@ -49,8 +40,6 @@ private:
     QImage m_image;
     qint64 m_expected = 0;
     QEventLoop m_loop;
-    QElapsedTimer m_hold;
-    qint64 m_longestHoldNs = 0;
 };
 
 #endif

@@ -1,10 +1,10 @@
 // Measures what the live image costs: the library in a host that fetches every update, fed over
 // loopback from another process, against a bare loop that receives the same stream.
 
+#include "bench/application.h"
 #include "bench/report.h"
 #include "bench/sender.h"
 
-#include <QApplication>
 #include <QCommandLineParser>
 #include <QSettings>
 #include <QTemporaryDir>
@@ -13,11 +13,13 @@ int main(int argc, char **argv)
 {
     if (argc > 1 && qstrcmp(argv[1], "--sender") == 0) {
         QCoreApplication application(argc, argv);
+        pinToCore(0);
         return runSender(application.arguments().mid(2));
     }
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication application(argc, argv);
+    Application application(argc, argv);
     application.setOrganizationName("link-benchmark");
+    pinToCore(1);
     QTemporaryDir settings;
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settings.path());
 
@@ -26,13 +28,16 @@ int main(int argc, char **argv)
     parser.addHelpOption();
     parser.addOptions({ { "runs", "Runs per figure (default 5).", "n", "5" },
                         { "seconds", "Length of the paced run (default 20).", "s", "20" },
+                        { "frame", "Throughput at this frame edge only.", "pixels" },
+                        { "message", "Throughput with messages of this size only.", "pixels" },
                         { "only", "One part: throughput, pace or memory.", "part" } });
     parser.process(application);
     const QString only = parser.value("only");
     if (only.isEmpty() || only == "throughput")
-        reportThroughput(qMax(1, parser.value("runs").toInt()));
+        reportThroughput(qMax(1, parser.value("runs").toInt()), parser.value("frame").toInt(),
+                         parser.value("message").toInt());
     if (only.isEmpty() || only == "pace")
-        reportPace(qMax(1, parser.value("seconds").toInt()));
+        reportPace(&application, qMax(1, parser.value("seconds").toInt()));
     if (only.isEmpty() || only == "memory")
         reportMemory();
     return 0;

@@ -1,5 +1,6 @@
 #include "bench/report.h"
 
+#include "bench/application.h"
 #include "bench/floor.h"
 #include "bench/hostrun.h"
 #include "bench/sender.h"
@@ -87,7 +88,7 @@ void reportRow(const Stream &stream, int runs)
 }
 } // namespace
 
-void reportThroughput(int runs)
+void reportThroughput(int runs, int onlyFrame, int onlyMessage)
 {
     std::printf(
         "CPU time of library and host against a bare loop (floor); medians of %d runs.\n"
@@ -97,26 +98,31 @@ void reportThroughput(int runs)
         runs);
     for (int frameSize : { 512, 2048, 8192 })
         for (int messagePixels : { 256, frameSize, mebi }) {
+            if ((onlyFrame > 0 && onlyFrame != frameSize)
+                || (onlyMessage > 0 && onlyMessage != messagePixels))
+                continue;
             const int frames = int(qMax<qint64>(1, 128LL * mebi / (qint64(frameSize) * frameSize)));
             reportRow({ frameSize, messagePixels, frames }, runs);
         }
 }
 
-void reportPace(int seconds)
+void reportPace(Application *application, int seconds)
 {
     const int frameSize = 8192;
-    for (int messagePixels : { 256, frameSize }) {
+    for (int messagePixels : { 256, frameSize, mebi }) {
         const qint64 framePixels = qint64(frameSize) * frameSize;
         const int frames =
             int(qMax<qint64>(1, seconds * 1000000000LL / microscopePaceNs / framePixels));
         const Stream stream = { frameSize, messagePixels, frames, microscopePaceNs };
         Sender sender(stream);
         HostRun host(sender.controlPort(), frameSize, HostRun::KeepImage);
+        application->forgetEvents();
         const double cpu = double(host.receive(stream, [&sender] { sender.start(); }));
         std::printf("%d x %d at %d ns per pixel, %d pixels a message, host keeps the image:\n"
                     "  %.1f %% of one core, event loop held %.1f ms at most\n",
                     frameSize, frameSize, microscopePaceNs, messagePixels,
-                    100 * cpu / (double(stream.pixels()) * microscopePaceNs), host.longestHoldMs());
+                    100 * cpu / (double(stream.pixels()) * microscopePaceNs),
+                    application->longestEventMs());
     }
 }
 

@@ -1,11 +1,14 @@
 #ifndef BENCH_REPORT_H
 #define BENCH_REPORT_H
 
-/// Cost of library and host against the bare loop, over frame sizes, message sizes and two hosts.
-void reportThroughput(int runs);
+class Application;
+
+/// Cost of library and host against the bare loop, over frame sizes, message sizes and two hosts;
+/// `onlyFrame` and `onlyMessage` (pixels) narrow it down, 0 takes all.
+void reportThroughput(int runs, int onlyFrame, int onlyMessage);
 
 /// Load, longest hold of the event loop and memory at the microscope's own pace.
-void reportPace(int seconds);
+void reportPace(Application *application, int seconds);
 
 /// Peak memory in frames, and its growth over many frames.
 void reportMemory();

@@ -5,6 +5,7 @@
 #include <arpa/inet.h>
 #include <cstring>
 #include <ctime>
+#include <sched.h>
 #include <vector>
 
 QByteArray scanMessage(int messagePixels, quint32 index)
@@ -32,4 +33,12 @@ qint64 cpuNs()
     timespec now;
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
     return now.tv_sec * 1000000000LL + now.tv_nsec;
+}
+
+void pinToCore(int core)
+{
+    cpu_set_t cores;
+    CPU_ZERO(&cores);
+    CPU_SET(core, &cores);
+    sched_setaffinity(0, sizeof cores, &cores);
 }

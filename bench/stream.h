@@ -29,4 +29,8 @@ sockaddr_in loopback(quint16 port);
 /// CPU time of this process so far, user and system, in ns.
 qint64 cpuNs();
 
+/// Keeps this process on one core, so that all runs meet the same caches; in vain on a machine that
+/// has fewer.
+void pinToCore(int core);
+
 #endif

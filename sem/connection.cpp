@@ -41,6 +41,9 @@ bool tescan::dropConnection()
     }
     receiveBuffer.clear();
     dataBuffer.clear();
+    dataBuffer.reserve(2 * readBytes); // a reserved one keeps its memory from message to message
+    m_frames.forgetBytes();
+    m_readPause.stop();
     m_skipControl = m_skipData = 0;
     return true;
 }
@@ -80,21 +83,20 @@ void tescan::triggerTimer()
     }
 }
 
-/// Takes over what has arrived; false if nothing has. To be called until then: while a handler runs
-/// an event loop of its own, the socket announces nothing, and it stops reading when its buffer is
-/// full.
-bool tescan::receive(QTcpSocket *socket, QByteArray *buffer, qint64 *skip)
+/// Takes over up to `maximum` bytes of what has arrived and returns their number, negative if no
+/// more can come.
+int tescan::receive(QTcpSocket *socket, QByteArray *buffer, int maximum, qint64 *skip)
 {
     // Straight to the end of the buffer: at full scan rate every copy counts.
     const int held = buffer->size();
-    buffer->resize(held + int(socket->bytesAvailable()));
-    const qint64 count = socket->read(buffer->data() + held, buffer->size() - held);
-    buffer->resize(held + int(qMax<qint64>(count, 0)));
+    buffer->resize(held + maximum);
+    const int count = int(socket->read(buffer->data() + held, maximum));
+    buffer->resize(held + qMax(count, 0));
     const int skipped = int(qMin<qint64>(*skip, buffer->size() - held));
     *skip -= skipped;
     if (skipped > 0)
         buffer->remove(held, skipped);
-    return count > 0;
+    return count;
 }
 
 /// Whether the message of `length` bytes at `start` has arrived whole. One that is still incomplete

@@ -11,6 +11,13 @@
 namespace {
 // The longest reply is a list of detectors, a few kilobytes.
 const int maximumReply = 1 << 20;
+// Without the socket's own buffer, since at full scan rate every copy counts. In Qt 4 a socket
+// without one does not reliably notice that the other end has closed.
+#if QT_VERSION < 0x050000
+const QIODevice::OpenMode dataMode = QIODevice::ReadWrite;
+#else
+const QIODevice::OpenMode dataMode = QIODevice::ReadWrite | QIODevice::Unbuffered;
+#endif
 } // namespace
 
 struct tescan::Reply {
@@ -22,7 +29,9 @@ void tescan::read()
 {
     const Handover handler(&m_handler);
     const QPointer<tescan> alive(this);
-    while (alive && receive(controlSocket, &receiveBuffer, &m_skipControl))
+    // Until nothing is left: while a handler runs an event loop of its own, the socket announces
+    // nothing, and it stops reading when its buffer is full.
+    while (alive && receive(controlSocket, &receiveBuffer, readBytes, &m_skipControl) > 0)
         if (receiveBuffer.size() >= headerSize && !m_handlingReplies)
             processResponce();
 }
@@ -112,7 +121,7 @@ void tescan::replyDataPort(int *pos)
     getInt32(pos);
     linkState = DataConnecting;
     if (dataSocket->state() == QAbstractSocket::UnconnectedState)
-        dataSocket->connectToHost(semHost, quint16(semPort + 1), QIODevice::ReadWrite);
+        dataSocket->connectToHost(semHost, quint16(semPort + 1), dataMode);
 }
 
 void tescan::replyDetectors(int *pos)

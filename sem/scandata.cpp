@@ -13,28 +13,50 @@ namespace {
 const int runOffset = 20;
 // The largest frame that can be scanned in one message.
 const int maximumMessage = headerSize + runOffset + 8192 * 8192;
+const int readPauseMs = 4;
 
 bool isScanData(const char *header)
 {
     return qstrncmp(header, "ScData", nameSize) == 0;
 }
-
-void expandGrey(const uchar *grey, int count, quint32 *pixels)
-{
-    for (int i = 0; i < count; ++i) {
-        const quint32 g = grey[i];
-        pixels[i] = 0xFF000000u | g << 16 | g << 8 | g;
-    }
-}
 } // namespace
+
+/// Small messages come by the ten thousand a second: they are taken together, as long as nobody can
+/// see the delay.
+void tescan::dataArrived()
+{
+    if (!m_readPause.isActive())
+        readData();
+}
 
 void tescan::readData()
 {
     const Handover handler(&m_handler);
-    const QPointer<tescan> alive(this);
-    while (alive && receive(dataSocket, &dataBuffer, &m_skipData))
-        if (dataBuffer.size() > headerSize && !m_handlingData)
-            processData();
+    if (dataSocket->state() != QAbstractSocket::ConnectedState)
+        return;
+    // Goes on by itself: while a handler runs an event loop of its own, the socket announces
+    // nothing.
+    m_readPause.start(readPauseMs);
+    if (m_handlingData)
+        return;
+    const int count = receive(dataSocket, &dataBuffer, readBytes, &m_skipData);
+    if (count == readBytes)
+        m_readPause.start(0);
+    else if (count <= 0)
+        m_readPause.stop();
+    if (count < 0)
+        dataEnded();
+    else if (count > 0 && dataBuffer.size() > headerSize)
+        processData();
+}
+
+/// A socket without a buffer leaves it to its reader to notice that the other end has closed.
+void tescan::dataEnded()
+{
+    if (dataSocket->state() == QAbstractSocket::UnconnectedState)
+        disconnected();
+    else
+        dataSocket->disconnectFromHost();
 }
 
 void tescan::processData()
@@ -42,16 +64,15 @@ void tescan::processData()
     const QPointer<tescan> alive(this);
     m_handlingData = true;
     int written = processMessages();
-    if (!alive)
-        return;
-    m_handlingData = false;
     // Hosts fetch the image on each of these: they get all pixels of this read at the first one.
     for (; written > 0 && alive; --written)
         emit imageChanged();
+    if (alive)
+        m_handlingData = false;
 }
 
-/// Places all complete messages and returns their number; what it consumed leaves the buffer in one
-/// move, however many messages that was.
+/// Places all complete messages and returns their number; they leave the buffer at once, however
+/// many they are.
 int tescan::processMessages()
 {
     const QPointer<tescan> alive(this);
@@ -78,7 +99,7 @@ int tescan::processMessages()
             break;
         }
     }
-    dataBuffer.remove(0, start);
+    m_frames.finish(&dataBuffer, start);
     return written;
 }
 
@@ -112,13 +133,13 @@ void tescan::placeScanData(int start, int length)
     const int count = length - headerSize - runOffset;
     if (scanSize < 1 || count <= 0)
         return;
-    writePixels(reinterpret_cast<const uchar *>(dataBuffer.constData()) + pos, count);
+    writePixels(pos, count);
 }
 
-void tescan::writePixels(const uchar *grey, int count)
+/// The pixels are the `count` bytes of the data buffer from `pos` on.
+void tescan::writePixels(int pos, int count)
 {
     m_frames.makeWritable(&image);
-    quint32 *frame = reinterpret_cast<quint32 *>(image.bits());
     while (count > 0) {
         // A place below the frame is skipped, and the run goes on from the top. In a frame of one
         // pixel the row is the whole index: beyond what an int holds it is negative.
@@ -127,10 +148,9 @@ void tescan::writePixels(const uchar *grey, int count)
         if (!below && pixelRow < image.height()) {
             const int first = pixelRow * image.width() + pixelColumn;
             const int drawn = qMin(run, image.width() - pixelColumn);
-            expandGrey(grey, drawn, frame + first);
-            m_frames.written(first, drawn);
+            m_frames.write(&image, first, drawn, dataBuffer, pos);
         }
-        grey += run;
+        pos += run;
         count -= run;
         pixelColumn += run;
         if (pixelColumn == scanSize) {

@@ -6,9 +6,6 @@
 
 namespace {
 const int pollMs = 500;
-// What is read at a time: it bounds how long the host waits for its event loop, and stays in the
-// cache from the socket to the frame.
-const int readBufferBytes = 128 * 1024;
 const QRgb emptyFrame = 0xFF646464;
 } // namespace
 
@@ -31,6 +28,8 @@ tescan::tescan(int detectorIndex, int dwellNs, int scanSize)
 {
     connect(&timer, SIGNAL(timeout()), this, SLOT(triggerTimer()));
     timer.setSingleShot(false);
+    connect(&m_readPause, SIGNAL(timeout()), this, SLOT(readData()));
+    m_readPause.setSingleShot(true);
     init();
     pixelColumn = pixelRow = 0;
     stageX = stageY = stageValue3 = stageValue4 = stageValue5 = viewField = 0.0;
@@ -40,7 +39,7 @@ tescan::tescan(int detectorIndex, int dwellNs, int scanSize)
 tescan::~tescan()
 {
     timer.stop();
-    QList<QPointer<QObject> > objects;
+    QList<QPointer<QObject>> objects;
     QTcpSocket *const sockets[] = { controlSocket, dataSocket };
     for (int i = 0; i < 2; ++i) {
         sockets[i]->disconnect(this);
@@ -56,8 +55,8 @@ void tescan::init()
     delete controlSocket;
     delete dataSocket;
     controlSocket = createSocket(SLOT(connected()), SLOT(read()), "connection failed: ");
-    dataSocket = createSocket(SLOT(connectedData()), SLOT(readData()), "data connection failed: ");
-    dataBuffer.reserve(2 * readBufferBytes);
+    dataSocket =
+        createSocket(SLOT(connectedData()), SLOT(dataArrived()), "data connection failed: ");
     linkState = Initialised;
     createImage();
 }
@@ -65,7 +64,7 @@ void tescan::init()
 QTcpSocket *tescan::createSocket(const char *onConnected, const char *onData, const char *failure)
 {
     QTcpSocket *socket = new QTcpSocket;
-    socket->setReadBufferSize(readBufferBytes);
+    socket->setReadBufferSize(readBytes);
     ConnectionWatch *watch = new ConnectionWatch(socket, QLatin1String(failure), this);
     connect(socket, SIGNAL(connected()), this, onConnected);
     connect(socket, SIGNAL(disconnected()), this, SLOT(disconnected()));

@@ -133,15 +133,22 @@ public slots:
     void stopScan();
     void startScan();
 
+private slots:
+    void dataArrived();
+
 private:
     struct Reply;
+
+    /// What is read at a time: it bounds how long the host waits for its event loop, and stays in
+    /// the cache on its way to the frame.
+    static const int readBytes = 256 * 1024;
 
     QTcpSocket *createSocket(const char *onConnected, const char *onData, const char *failure);
     bool dropConnection();
     bool tell(const char *status);
     void createImage();
 
-    bool receive(QTcpSocket *socket, QByteArray *buffer, qint64 *skip);
+    int receive(QTcpSocket *socket, QByteArray *buffer, int maximum, qint64 *skip);
     bool complete(QByteArray *buffer, int start, qint64 length, int maximum, qint64 *skip);
 
     void processResponce();
@@ -158,16 +165,18 @@ private:
     void replyViewField(int *pos);
     bool storeIfNew(double value, double *field);
 
+    void dataEnded();
     void processData();
     int processMessages();
     void placeScanData(int start, int length);
     void rejectData(int start);
-    void writePixels(const uchar *grey, int count);
+    void writePixels(int pos, int count);
 
     void selectDetector();
     void restartScan(bool optimizeContrast);
     void scanFrame();
 
+    QTimer m_readPause; ///< while it runs, arriving data waits
     FrameStore m_frames; ///< lets pixels be written while the host still holds the frame
     qint64 m_skipControl; ///< bytes of an oversized message still to be thrown away
     qint64 m_skipData;

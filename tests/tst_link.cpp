@@ -467,6 +467,7 @@ void TestLink::frameStore()
         front.fill(0xFF646464);
         QImage expected = front.copy();
         FrameStore store;
+        QByteArray bytes;
         QList<QPair<QImage, QImage>> kept;
         for (int step = 0; step < 150; ++step) {
             if (below(3) == 0)
@@ -477,11 +478,16 @@ void TestLink::frameStore()
             for (int runs = below(round % 2 ? 3 : 100); runs > 0; --runs) {
                 const int first = below(edge * edge);
                 const int count = 1 + below(edge * edge - first);
-                for (QImage *image : { &front, &expected })
-                    std::fill_n(reinterpret_cast<QRgb *>(image->bits()) + first, count,
-                                0xFF000000 + QRgb(step));
-                store.written(first, count);
+                const int offset = bytes.size();
+                bytes.append(QByteArray(count, char(step)));
+                store.write(&front, first, count, bytes, offset);
+                std::fill_n(reinterpret_cast<QRgb *>(expected.bits()) + first, count,
+                            qRgb(step, step, step));
             }
+            if (below(4) == 0)
+                store.forgetBytes();
+            else
+                store.finish(&bytes, bytes.size() - below(2));
             QCOMPARE(front, expected);
             for (const auto &image : kept)
                 QCOMPARE(image.first, image.second);
