@@ -101,7 +101,7 @@ void reportThroughput(int runs, int onlyFrame, int onlyMessage)
             if ((onlyFrame > 0 && onlyFrame != frameSize)
                 || (onlyMessage > 0 && onlyMessage != messagePixels))
                 continue;
-            const int frames = int(qMax<qint64>(1, 128LL * mebi / (qint64(frameSize) * frameSize)));
+            const int frames = int(qMax<qint64>(1, 512LL * mebi / (qint64(frameSize) * frameSize)));
             reportRow({ frameSize, messagePixels, frames }, runs);
         }
 }
