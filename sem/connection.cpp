@@ -29,8 +29,10 @@ bool tescan::dropConnection()
 {
     const QPointer<tescan> alive(this);
     ++m_attempt;
-    if (linkState >= AwaitDataPort)
+    if (linkState >= AwaitDataPort) {
+        linkState = NotConnected; // a receiver that connects again shall not come back here
         disconnected();
+    }
     if (!alive)
         return false;
     QTcpSocket *const sockets[] = { controlSocket, dataSocket };
@@ -60,9 +62,11 @@ void tescan::connected()
 void tescan::disconnected()
 {
     const Handover handler(&m_handler);
-    if (!tell("disconnected..."))
-        return;
     const QPointer<tescan> alive(this);
+    const int attempt = m_attempt;
+    // A receiver that connected again has new channels, which are not to be closed.
+    if (!tell("disconnected...") || attempt != m_attempt)
+        return;
     dataSocket->disconnectFromHost();
     if (alive)
         controlSocket->disconnectFromHost();

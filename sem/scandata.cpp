@@ -12,7 +12,8 @@ namespace {
 // A run of pixels follows five integers.
 const int runOffset = 20;
 // The largest frame that can be scanned in one message.
-const int maximumMessage = headerSize + runOffset + 8192 * 8192;
+const int maximumMessage =
+    headerSize + runOffset + tescan::maximumScanSize * tescan::maximumScanSize;
 const int readPauseMs = 4;
 
 bool isScanData(const char *header)
@@ -21,18 +22,15 @@ bool isScanData(const char *header)
 }
 } // namespace
 
-/// Small messages come by the ten thousand a second: they are taken together, as long as nobody can
-/// see the delay.
-void tescan::dataArrived()
-{
-    if (!m_readPause.isActive())
-        readData();
-}
-
 void tescan::readData()
 {
+    // Small messages come by the ten thousand a second: they are taken together, as long as nobody
+    // can see the delay.
+    if (sender() == dataSocket && m_readPause.isActive())
+        return;
     const Handover handler(&m_handler);
-    if (dataSocket->state() != QAbstractSocket::ConnectedState)
+    const QPointer<tescan> alive(this);
+    if (dataSocket->state() != QAbstractSocket::ConnectedState && dataSocket->bytesAvailable() == 0)
         return;
     // Goes on by itself: while a handler runs an event loop of its own, the socket announces
     // nothing.
@@ -48,6 +46,9 @@ void tescan::readData()
         dataEnded();
     else if (count > 0 && dataBuffer.size() > headerSize)
         processData();
+    // A handler that connected again, in an event loop of its own, missed the new announcement.
+    if (alive && count != 0 && !m_readPause.isActive())
+        m_readPause.start(0);
 }
 
 /// A socket without a buffer leaves it to its reader to notice that the other end has closed.
@@ -87,10 +88,11 @@ int tescan::processMessages()
             placeScanData(start, int(length));
             if (!alive)
                 return 0;
-            // A receiver that connected again emptied the buffer.
-            start = attempt == m_attempt ? start + int(length) : 0;
+            // A receiver that connected again emptied the buffer, and this message is not written.
+            const bool same = attempt == m_attempt;
+            start = same ? start + int(length) : 0;
+            written += same ? 1 : 0;
             attempt = m_attempt;
-            ++written;
         } else {
             if (!known || m_skipData > 0) {
                 rejectData(start);

@@ -55,8 +55,7 @@ void tescan::init()
     delete controlSocket;
     delete dataSocket;
     controlSocket = createSocket(SLOT(connected()), SLOT(read()), "connection failed: ");
-    dataSocket =
-        createSocket(SLOT(connectedData()), SLOT(dataArrived()), "data connection failed: ");
+    dataSocket = createSocket(SLOT(connectedData()), SLOT(readData()), "data connection failed: ");
     linkState = Initialised;
     createImage();
 }

@@ -133,9 +133,6 @@ public slots:
     void stopScan();
     void startScan();
 
-private slots:
-    void dataArrived();
-
 private:
     struct Reply;
 
