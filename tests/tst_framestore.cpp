@@ -1,0 +1,54 @@
+#include "sem/framestore.h"
+
+#include <QtTest>
+
+#include <random>
+
+class TestFrameStore : public QObject {
+    Q_OBJECT
+
+private slots:
+    void againstWholeCopies();
+};
+
+/// With readers that keep any of the last frames.
+void TestFrameStore::againstWholeCopies()
+{
+    std::mt19937 random(4711);
+    const auto below = [&random](int limit) { return int(random() % unsigned(limit)); };
+    for (int round = 0; round < 200; ++round) {
+        const int edge = 1 + below(20);
+        QImage front(edge, edge, QImage::Format_RGB32);
+        front.fill(0xFF646464);
+        QImage expected = front.copy();
+        FrameStore store;
+        QByteArray bytes;
+        QList<QPair<QImage, QImage>> kept;
+        for (int step = 0; step < 150; ++step) {
+            if (below(3) == 0)
+                kept.append({ front, expected.copy() });
+            while (kept.size() > below(4))
+                kept.removeAt(below(kept.size()));
+            store.makeWritable(&front);
+            for (int runs = below(round % 2 ? 3 : 100); runs > 0; --runs) {
+                const int first = below(edge * edge);
+                const int count = 1 + below(edge * edge - first);
+                const int offset = bytes.size();
+                bytes.append(QByteArray(count, char(step)));
+                store.write(&front, first, count, bytes, offset);
+                std::fill_n(reinterpret_cast<QRgb *>(expected.bits()) + first, count,
+                            qRgb(step, step, step));
+            }
+            if (below(4) == 0)
+                store.forgetBytes();
+            else
+                store.finish(&bytes, bytes.size() - below(2));
+            QCOMPARE(front, expected);
+            for (const auto &image : kept)
+                QCOMPARE(image.first, image.second);
+        }
+    }
+}
+
+QTEST_GUILESS_MAIN(TestFrameStore)
+#include "tst_framestore.moc"
