@@ -34,10 +34,12 @@ void TestFrameStore::againstWholeCopies()
                 const int first = below(edge * edge);
                 const int count = 1 + below(edge * edge - first);
                 const int offset = bytes.size();
-                bytes.append(QByteArray(count, char(step)));
+                auto *pixels = reinterpret_cast<QRgb *>(expected.bits()) + first;
+                for (int i = 0; i < count; ++i) {
+                    bytes.append(char(step + i));
+                    pixels[i] = 0xFF000000u | uchar(step + i) * 0x010101u;
+                }
                 store.write(&front, first, count, bytes, offset);
-                std::fill_n(reinterpret_cast<QRgb *>(expected.bits()) + first, count,
-                            qRgb(step, step, step));
             }
             if (below(4) == 0)
                 store.forgetBytes();
