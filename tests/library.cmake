@@ -10,6 +10,7 @@ qt_test(tst_link semlink fakemicroscope)
 qt_test(tst_framestore semlink)
 qt_test(tst_panel panel)
 qt_test(tst_geometry geometry)
+qt_test(tst_library pluginfixture)
 qt_test(tst_plugin pluginfixture)
 qt_test(tst_alignment pluginfixture)
 # The alignment icons lie among the host's resources.

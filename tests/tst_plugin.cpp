@@ -1,11 +1,7 @@
 #include "tests/pluginfixture.h"
 
 #include <QComboBox>
-#include <QLibrary>
 #include <QLineEdit>
-#include <QMetaMethod>
-#include <QProcess>
-#include <QPushButton>
 #include <QRadioButton>
 #include <QSpinBox>
 #include <QtTest>
@@ -13,22 +9,14 @@
 #include <numeric>
 
 namespace {
-const char *const entryPoint = "qt_plugin_query_verification_data";
+const QStringList liveWidgets = { "detector", "dwellTime", "imageSize", "freezeButton" };
 
-QString enabledLiveWidgets(const PluginFixture &host)
+QString enabled(const PluginFixture &host, const QStringList &widgets)
 {
     QString enabled;
-    for (const char *name : { "detector", "dwellTime", "imageSize", "freezeButton" })
-        enabled += host.widget<QWidget>(name)->isEnabled() ? '+' : '-';
+    for (const QString &name : widgets)
+        enabled += host.widget<QWidget>(qPrintable(name))->isEnabled() ? '+' : '-';
     return enabled;
-}
-
-QByteArray run(const QString &program, const QStringList &arguments)
-{
-    QProcess process;
-    process.start(program, arguments);
-    process.waitForFinished();
-    return process.readAllStandardOutput();
 }
 
 QImage filled(int edge, QRgb colour)
@@ -61,87 +49,17 @@ class TestPlugin : public QObject {
     Q_OBJECT
 
 private slots:
-    void object();
-    void libraryFile();
-    void beforeInit();
-    void initOnce();
-    void panelGone();
+    void init();
     void restoredScan();
     void savedSettings();
-    void savedAlignments_data();
     void savedAlignments();
     void composed();
     void displayModes();
     void imageSize();
     void reminder();
-    void unloadedWhileConnected();
 };
 
-void TestPlugin::object()
-{
-    PluginFixture host(LIBRARY_FILE);
-    QByteArray methods;
-    const QMetaObject *meta = host.object->metaObject();
-    for (int i = meta->methodOffset(); i < meta->methodCount(); ++i)
-        methods += (meta->method(i).methodType() == QMetaMethod::Signal ? '!' : ' ')
-            + meta->method(i).methodSignature();
-    QCOMPARE(methods,
-             QByteArray("!imageUpdate()!posUpdate()!addWidget(QWidget*,QString)"
-                        "!removeWidget(QWidget*)!centerImage()!requestAlignManuel()"
-                        "!requestAlignAssist()!requestCloneImage()!requestView()"
-                        "!requestDefaultMode()!requestDesignName()"
-                        " triggerTimer() newImageData() connectToSEM() newImageSize(QString)"
-                        " alignManuel() alignAssist() cloneImage() updatePos() prepareImage()"
-                        " displayChanged() stageToView() viewToStage()"
-                        " align1() align2() align3() alignClear()"));
-    QCOMPARE(meta->className(), "backgroundSEM");
-    QCOMPARE(meta->propertyCount(), QObject::staticMetaObject.propertyCount());
-    QCOMPARE(meta->classInfoCount() + meta->enumeratorCount(), 0);
-
-    QObject *object = host.object;
-    QCOMPARE(object->qt_metacast("backgroundSEM"), static_cast<void *>(object));
-    QCOMPARE(object->qt_metacast("backgroundPlugIn"), static_cast<void *>(host.plugin));
-    QCOMPARE(object->qt_metacast("com.omrandel.Quillmap.backgroundPlugIn/1.1"),
-             static_cast<void *>(host.plugin));
-    QCOMPARE(object->qt_metacast("com.omrandel.Quillmap.backgroundPlugIn/1.0"), nullptr);
-
-    // One object as long as it lives, then another.
-    QPluginLoader again(LIBRARY_FILE);
-    QCOMPARE(again.instance(), object);
-    again.unload();
-    host.destroy();
-    host.create();
-    QVERIFY(host.plugin);
-    QCOMPARE(host.plugin->getName(), QString("TeScan SEM"));
-}
-
-void TestPlugin::libraryFile()
-{
-    QStringList symbols;
-    for (const QByteArray &line :
-         run("nm", { "-D", "--defined-only", LIBRARY_FILE }).trimmed().split('\n'))
-        symbols << line.mid(line.lastIndexOf(' ') + 1);
-    QCOMPARE(symbols,
-             QStringList({ "qt_plugin_instance", "qt_plugin_query_metadata", entryPoint }));
-
-    QLibrary library(LIBRARY_FILE);
-    const auto query = reinterpret_cast<const char *(*)()>(library.resolve(entryPoint));
-    QVERIFY(query);
-    const QByteArray text = query();
-    const QRegularExpression form("^pattern=QT_PLUGIN_VERIFICATION_DATA\nversion=" QT_VERSION_STR
-                                  "\ndebug=(false|true)\n"
-                                  "buildkey=\\S+ linux g\\+\\+-\\d+ full-config$");
-    QVERIFY2(form.match(text).hasMatch(), text);
-    library.unload();
-    // A loader of Qt 4 reads the section without running the library.
-    QTemporaryDir dir;
-    QFile section(dir.filePath("section"));
-    run("objcopy", { "-O", "binary", "-j", ".qtplugin", LIBRARY_FILE, section.fileName() });
-    QVERIFY(section.open(QIODevice::ReadOnly));
-    QCOMPARE(section.readAll(), text + '\0');
-}
-
-void TestPlugin::beforeInit()
+void TestPlugin::init()
 {
     PluginFixture host(LIBRARY_FILE);
     std::iota(host.values, host.values + 7, 1.0);
@@ -154,16 +72,6 @@ void TestPlugin::beforeInit()
         QCOMPARE(host.values[i], i + 1.0);
     QVERIFY(host.plugin->getImage().isNull());
     QVERIFY(host.events.isEmpty());
-    const QMetaObject *meta = host.object->metaObject();
-    for (int i = meta->indexOfSlot("triggerTimer()"); i < meta->methodCount(); ++i)
-        meta->method(i).invoke(host.object, Q_ARG(QString, "512x512"));
-    host.init();
-    QVERIFY(host.panel);
-}
-
-void TestPlugin::initOnce()
-{
-    PluginFixture host(LIBRARY_FILE);
     host.init();
     host.init();
     QCOMPARE(host.events, QStringList({ "addWidget", "imageUpdate" }));
@@ -171,28 +79,12 @@ void TestPlugin::initOnce()
     QCOMPARE(host.widget<QLineEdit>("host")->text(), QString("127.0.0.1"));
     QCOMPARE(host.widget<QSpinBox>("port")->value(), 8300);
     QVERIFY(host.widget<QRadioButton>("displayCross")->isChecked());
-    QCOMPARE(enabledLiveWidgets(host), QString("----"));
-    for (const char *name : { "align1", "align2", "align3", "alignClear" })
-        QVERIFY(!host.widget<QPushButton>(name)->isEnabled());
+    QCOMPARE(enabled(host, liveWidgets), QString("----"));
+    QCOMPARE(enabled(host, { "align1", "align2", "align3", "alignClear" }), QString("----"));
     QCOMPARE(host.plugin->getImage().pixel(0, 0), 0x00646464u);
     const QPointer<QWidget> panel = host.panel;
     host.destroy();
     QVERIFY(!panel);
-}
-
-void TestPlugin::panelGone()
-{
-    PluginFixture host(LIBRARY_FILE);
-    FakeMicroscope microscope;
-    QVERIFY(host.place(&microscope));
-    delete host.panel;
-    microscope.setViewField(2);
-    SPIN_COMPARE(host.values[2], 2e6 / 512); // the image still follows
-    const QMetaObject *meta = host.object->metaObject();
-    for (int i = meta->indexOfSlot("triggerTimer()"); i < meta->methodCount(); ++i)
-        meta->method(i).invoke(host.object, Q_ARG(QString, "768x768"));
-    host.plugin->getDesignName("chipA");
-    host.getPos();
 }
 
 void TestPlugin::restoredScan()
@@ -218,7 +110,7 @@ void TestPlugin::restoredScan()
         if (row.dwell.isValid())
             settings.setValue("tescan/dwelltime", row.dwell);
         host.init();
-        QCOMPARE(enabledLiveWidgets(host), QString("++++"));
+        QCOMPARE(enabled(host, liveWidgets), QString("++++"));
         QCOMPARE(host.widget<QComboBox>("imageSize")->currentText(), row.sizeItem);
         QCOMPARE(host.widget<QComboBox>("dwellTime")->currentText(), row.dwellItem);
         FakeMicroscope microscope;
@@ -259,20 +151,9 @@ void TestPlugin::savedSettings()
                  .arg(microscope.port()));
 }
 
-void TestPlugin::savedAlignments_data()
+void TestPlugin::savedAlignments()
 {
-    QTest::addColumn<QStringList>("stored");
-    QTest::addColumn<QStringList>("saved");
     const QString points = ";1;2;3;4;5;6;7;8";
-    QTest::newRow("one pair") << QStringList("chipA;1;2;3;4") << QStringList();
-    QTest::newRow("odd field, no name") << QStringList({ points, "chipA" + points + ";9" })
-                                        << QStringList({ points, "chipA" + points });
-    QTest::newRow("later entry wins")
-        << QStringList({ "b" + points, "a" + points, "b" + points + ";9;10" })
-        << QStringList({ "a" + points, "b" + points + ";9;10" });
-    QTest::newRow("number format")
-        << QStringList("c;1234.5;-0.000012345;1e10;12345678901;0.0001;x;-7;0.1")
-        << QStringList("c;1234.5;-1.2345e-05;1e+10;1.23456789e+10;0.0001;0;-7;0.1");
     QStringList hundred, half;
     for (int i = 0; i < 100; ++i) {
         hundred << QString("chip%1").arg(i, 3, 10, QChar('0')) + points;
@@ -280,20 +161,26 @@ void TestPlugin::savedAlignments_data()
             half << hundred.last();
     }
     const QStringList last("z" + points);
-    QTest::newRow("100 designs") << hundred << hundred;
-    QTest::newRow("101 designs") << last + hundred << half + last;
-}
-
-void TestPlugin::savedAlignments()
-{
-    QFETCH(QStringList, stored);
+    const QPair<QStringList, QStringList> rows[] = {
+        { { "onePair;1;2;3;4" }, {} },
+        { { points, "oddField" + points + ";9" }, { points, "oddField" + points } },
+        { { "laterWins" + points, "a" + points, "laterWins" + points + ";9;10" },
+          { "a" + points, "laterWins" + points + ";9;10" } },
+        { { "c;1234.5;-0.000012345;1e10;12345678901;0.0001;x;-7;0.1" },
+          { "c;1234.5;-1.2345e-05;1e+10;1.23456789e+10;0.0001;0;-7;0.1" } },
+        { hundred, hundred },
+        { last + hundred, half + last },
+    };
     PluginFixture host(LIBRARY_FILE);
-    QSettings().setValue("tescan/alignMap", stored);
-    FakeMicroscope microscope;
-    host.init();
-    QVERIFY(host.connectTo(microscope));
-    host.destroy();
-    QTEST(QSettings().value("tescan/alignMap").toStringList(), "saved");
+    for (const auto &row : rows) {
+        host.create();
+        QSettings().setValue("tescan/alignMap", row.first);
+        FakeMicroscope microscope;
+        host.init();
+        QVERIFY(host.connectTo(microscope));
+        host.destroy();
+        QCOMPARE(QSettings().value("tescan/alignMap").toStringList(), row.second);
+    }
 }
 
 void TestPlugin::composed()
@@ -330,13 +217,12 @@ void TestPlugin::displayModes()
     } steps[] = { { "displayCross", {}, "----", 0x32646464 },
                   { "displayBox", { "imageUpdate" }, "----", 0x80646464 },
                   { "displayLive", { "imageUpdate" }, "++++", 0xFF646464 },
-                  { "displayLive", {}, "++++", 0xFF646464 },
                   { "displayNone", { "imageUpdate" }, "----", 0x00646464 } };
     for (const auto &step : steps) {
         host.events.clear();
         host.click(step.button);
         QCOMPARE(host.events, step.events);
-        QCOMPARE(enabledLiveWidgets(host), QString(step.live));
+        QCOMPARE(enabled(host, liveWidgets), QString(step.live));
         QCOMPARE(host.plugin->getImage().pixel(0, 0), step.corner);
     }
     SPIN_COMPARE(microscope.commands(),
@@ -386,27 +272,6 @@ void TestPlugin::reminder()
     elapsed.start();
     SPIN_COMPARE(host.events, QStringList("imageUpdate"));
     QVERIFY(elapsed.elapsed() > 4500);
-}
-
-void TestPlugin::unloadedWhileConnected()
-{
-    PluginFixture host(LIBRARY_FILE);
-    FakeMicroscope microscope;
-    QSettings().setValue("tescan/display", 0);
-    QVERIFY(host.place(&microscope));
-    const QImage kept = host.plugin->getImage();
-    microscope.scan(wire::scanData(0, QByteArray(1000, 'x')));
-    QVERIFY(host.loader.unload());
-    QVERIFY(!host.object && !host.panel);
-    QFile maps("/proc/self/maps");
-    QVERIFY(maps.open(QIODevice::ReadOnly));
-    QVERIFY(!maps.readAll().contains("backgroundSEM"));
-    SPIN_VERIFY(microscope.control->state() == QAbstractSocket::UnconnectedState
-                && microscope.data->state() == QAbstractSocket::UnconnectedState);
-    QCOMPARE(kept.pixel(0, 0), 0xFF646464);
-    QCOMPARE(QSettings().value("tescan/port").toInt(), int(microscope.port()));
-    host.create();
-    QVERIFY(host.plugin);
 }
 
 QTEST_MAIN(TestPlugin)
