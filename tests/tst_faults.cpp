@@ -16,31 +16,24 @@
 
 namespace {
 const int frameEdge = 8;
-const QByteArray detectors = "d.0.name=SE\nd.0=0\nd.1.name=BSE\nd.1=1";
-const QStringList detectorEntries = { "0 - SE", "1 - BSE" };
 const int connectionPage = 0, operatingPage = 1;
 
-enum class Channel { Control, Data };
+enum Channel { Control, Data };
 
 /// Ends the conversation as soon as it has sent so many bytes on one channel.
 class CuttingMicroscope : public FakeMicroscope {
 public:
-    CuttingMicroscope()
+    CuttingMicroscope(Channel where = Control, int bytes = -1, bool byReset = false)
+        : left(bytes)
+        , channel(where)
+        , reset(byReset)
     {
-        answers["DtEnumDetectors"] = wire::text(detectors);
+        answers["DtEnumDetectors"] = wire::text("d.0.name=SE\nd.0=0\nd.1.name=BSE\nd.1=1");
         answers["TcpGetVersion"] = wire::text("4.2");
         answers["TcpGetSWVersion"] = wire::text("3.1");
         answers["ScScanXY"] = wire::uint32(0);
     }
 
-    void cutAfter(Channel where, int bytes, bool byReset)
-    {
-        channel = where;
-        left = bytes;
-        resets = byReset;
-        cuts = true;
-        sent = 0;
-    }
     bool scanAsked() const { return data && commands().join(' ').contains("ScScanXY"); }
 
     /// A scan in two messages, and what the polls report, unasked.
@@ -53,42 +46,37 @@ public:
                                 QByteArray(frameEdge * frameEdge / 2, grey)));
     }
 
-    bool cuts = false; ///< until it did
-    int sent = 0; ///< bytes on the channel that is to be cut
+    int left; ///< bytes until then, negative afterwards
 
 protected:
     void write(QTcpSocket *socket, const QByteArray &bytes) override
     {
         if (socket)
             socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-        const bool concerned = socket && socket == (channel == Channel::Control ? control : data);
-        const int count = cuts && concerned ? qMin(left, bytes.size()) : bytes.size();
+        const bool concerned =
+            left >= 0 && socket && socket == (channel == Control ? control : data);
+        const int count = concerned ? qMin(left, bytes.size()) : bytes.size();
         FakeMicroscope::write(socket, bytes.left(count));
         if (!concerned)
             return;
-        sent += count;
         left -= count;
-        if (cuts && left == 0)
+        if (left == 0)
             end(socket);
     }
 
 private:
     void end(QTcpSocket *socket)
     {
-        cuts = false;
+        left = -1;
+        if (!reset)
+            return socket->disconnectFromHost();
         const linger atOnce = { 1, 0 };
-        if (resets)
-            setsockopt(int(socket->socketDescriptor()), SOL_SOCKET, SO_LINGER, &atOnce,
-                       sizeof atOnce);
-        if (resets)
-            socket->abort();
-        else
-            socket->disconnectFromHost();
+        setsockopt(int(socket->socketDescriptor()), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+        socket->abort();
     }
 
-    Channel channel = Channel::Control;
-    int left = 0;
-    bool resets = false;
+    Channel channel;
+    bool reset;
 };
 
 /// What the next plugin begins with: the live image, of this size.
@@ -111,11 +99,11 @@ void pressConnect(PluginFixture *host, int port)
     host->click("connectButton");
 }
 
-QStringList entries(const PluginFixture &host, const char *list, int from)
+QStringList entries(const PluginFixture &host, const char *list)
 {
     QStringList texts;
     const QComboBox *box = host.widget<QComboBox>(list);
-    for (int i = from; i < box->count(); ++i)
+    for (int i = 0; i < box->count(); ++i)
         texts << box->itemText(i);
     return texts;
 }
@@ -131,8 +119,8 @@ bool showsOnly(const QImage &image, char grey)
 bool converse(PluginFixture *host, CuttingMicroscope *microscope, char grey)
 {
     pressConnect(host, microscope->port());
-    const bool wasToCut = microscope->cuts;
-    const auto cut = [=] { return wasToCut && !microscope->cuts; };
+    const bool wasToCut = microscope->left >= 0;
+    const auto cut = [=] { return wasToCut && microscope->left < 0; };
     if (!spinUntil([&] { return cut() || microscope->scanAsked(); }))
         return false;
     if (!cut())
@@ -149,6 +137,46 @@ bool isOver(const PluginFixture &host, const FakeMicroscope &microscope)
     return page(host) == connectionPage && closed(microscope.control) && closed(microscope.data)
         && (host.status().startsWith("disconnected") || host.status().contains("failed"));
 }
+
+/// What the microscope sends on the channel up to the end of the first frame.
+int conversationBytes(PluginFixture *host, Channel channel)
+{
+    const int plenty = 1 << 20;
+    host->init();
+    CuttingMicroscope microscope(channel, plenty);
+    converse(host, &microscope, 1);
+    // A plugin that is connected would save its settings, which takes longer than all the rest.
+    host->click("disconnectButton");
+    return plenty - microscope.left;
+}
+
+void cutAt(PluginFixture *host, Channel channel, int bytes, bool reset)
+{
+    host->destroy();
+    host->create();
+    host->init();
+    CuttingMicroscope microscope(channel, bytes, reset);
+    QVERIFY(converse(host, &microscope, 17));
+    QVERIFY(microscope.left < 0);
+    SPIN_VERIFY(isOver(*host, microscope));
+
+    const QStringList listBefore = entries(*host, "detector");
+    const QString before = host->widget<QLabel>("infoText")->text();
+    microscope.forget();
+    host->values[2] = 0;
+    QVERIFY(converse(host, &microscope, 34));
+    SPIN_VERIFY(showsOnly(host->plugin->getImage(), 34));
+    SPIN_COMPARE(host->values[2], 34e6 / frameEdge);
+    QCOMPARE(page(*host), operatingPage);
+    QCOMPARE(host->status(), QString("scanning..."));
+    QCOMPARE(entries(*host, "detector"), listBefore + QStringList({ "0 - SE", "1 - BSE" }));
+    const QString information = host->widget<QLabel>("infoText")->text();
+    QVERIFY(information.startsWith(before));
+    QVERIFY(information.mid(before.size()).endsWith("\nVersion: 4.2\nSW-Version: 3.1"));
+    QCOMPARE(information.count("Version: ") - before.count("Version: "), 2);
+    QVERIFY(microscope.commands().first().startsWith("TcpRegDataPort"));
+    host->click("disconnectButton");
+}
 } // namespace
 
 class TestFaults : public QObject {
@@ -160,74 +188,28 @@ private slots:
     void simulatedFaults_data();
     void simulatedFaults();
     void announcedFourGiB();
-
-private:
-    static int conversationBytes(PluginFixture *host, Channel channel);
-    static void cutAt(PluginFixture *host, Channel channel, int bytes, bool reset);
 };
-
-/// What the microscope sends on the channel up to the end of the first frame.
-int TestFaults::conversationBytes(PluginFixture *host, Channel channel)
-{
-    host->init();
-    CuttingMicroscope microscope;
-    microscope.cutAfter(channel, 1 << 20, false);
-    converse(host, &microscope, 1);
-    // A plugin that is connected would save its settings, which takes longer than all the rest.
-    host->click("disconnectButton");
-    return microscope.sent;
-}
-
-void TestFaults::cutAt(PluginFixture *host, Channel channel, int bytes, bool reset)
-{
-    host->destroy();
-    host->create();
-    host->init();
-    CuttingMicroscope microscope;
-    microscope.cutAfter(channel, bytes, reset);
-    QVERIFY(converse(host, &microscope, 17));
-    QVERIFY(!microscope.cuts);
-    SPIN_VERIFY(isOver(*host, microscope));
-
-    const int detectorsBefore = host->widget<QComboBox>("detector")->count();
-    const QString before = host->widget<QLabel>("infoText")->text();
-    microscope.forget();
-    host->values[2] = 0;
-    QVERIFY(converse(host, &microscope, 34));
-    SPIN_VERIFY(showsOnly(host->plugin->getImage(), 34));
-    SPIN_COMPARE(host->values[2], 34e6 / frameEdge);
-    QCOMPARE(page(*host), operatingPage);
-    QCOMPARE(host->status(), QString("scanning..."));
-    QCOMPARE(entries(*host, "detector", detectorsBefore), detectorEntries);
-    const QString information = host->widget<QLabel>("infoText")->text();
-    QVERIFY(information.startsWith(before));
-    QVERIFY(information.mid(before.size()).endsWith("\nVersion: 4.2\nSW-Version: 3.1"));
-    QCOMPARE(information.count("Version: ") - before.count("Version: "), 2);
-    QVERIFY(microscope.commands().first().startsWith("TcpRegDataPort"));
-    host->click("disconnectButton");
-}
 
 void TestFaults::cutAtEveryByte_data()
 {
-    QTest::addColumn<bool>("onControl");
+    QTest::addColumn<int>("channel");
     QTest::addColumn<bool>("reset");
-    QTest::newRow("control channel, closed") << true << false;
-    QTest::newRow("control channel, reset") << true << true;
-    QTest::newRow("data channel, closed") << false << false;
-    QTest::newRow("data channel, reset") << false << true;
+    QTest::newRow("control channel, closed") << int(Control) << false;
+    QTest::newRow("control channel, reset") << int(Control) << true;
+    QTest::newRow("data channel, closed") << int(Data) << false;
+    QTest::newRow("data channel, reset") << int(Data) << true;
 }
 
 void TestFaults::cutAtEveryByte()
 {
-    QFETCH(bool, onControl);
+    QFETCH(int, channel);
     QFETCH(bool, reset);
-    const Channel channel = onControl ? Channel::Control : Channel::Data;
     PluginFixture host(LIBRARY_FILE);
     setScan(frameEdge);
-    const int bytes = conversationBytes(&host, channel);
+    const int bytes = conversationBytes(&host, Channel(channel));
     QVERIFY(bytes > 100);
     for (int cut = 0; cut <= bytes; ++cut) {
-        cutAt(&host, channel, cut, reset);
+        cutAt(&host, Channel(channel), cut, reset);
         if (QTest::currentTestFailed())
             QFAIL(qPrintable(QString("cut after %1 of %2 bytes").arg(cut).arg(bytes)));
     }

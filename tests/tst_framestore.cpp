@@ -1,4 +1,7 @@
+// Frames that a reader keeps while the next pixels come.
+
 #include "sem/framestore.h"
+#include "tests/wiredlink.h"
 
 #include <QtTest>
 
@@ -8,8 +11,27 @@ class TestFrameStore : public QObject {
     Q_OBJECT
 
 private slots:
+    void keptImageNeverChanges();
     void againstWholeCopies();
 };
+
+void TestFrameStore::keptImageNeverChanges()
+{
+    Wired wired(64);
+    QVERIFY(wired.up());
+    QSet<const uchar *> frames;
+    for (int round = 0; round < 40; ++round) {
+        const QImage kept = wired.link.image;
+        const QImage before = kept.copy();
+        frames.insert(kept.constBits());
+        wired.microscope.scan(wire::scanData(round * 100, QByteArray(150, char(round + 1))));
+        SPIN_COMPARE(wired.events.size(), round + 1);
+        QCOMPARE(kept, before);
+        QVERIFY(wired.link.image != before);
+    }
+    // A host that keeps the last frame it fetched makes the link change between two, not copy.
+    QVERIFY2(frames.size() <= 3, qPrintable(QString::number(frames.size())));
+}
 
 /// With readers that keep any of the last frames.
 void TestFrameStore::againstWholeCopies()
