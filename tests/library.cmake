@@ -7,6 +7,7 @@ add_library(pluginfixture STATIC pluginfixture.h pluginfixture.cpp)
 target_link_libraries(pluginfixture PUBLIC fakemicroscope Qt5::Widgets)
 
 qt_test(tst_link semlink fakemicroscope)
+qt_test(tst_reception semlink fakemicroscope)
 qt_test(tst_framestore semlink fakemicroscope)
 qt_test(tst_panel panel)
 qt_test(tst_geometry geometry)

@@ -19,18 +19,14 @@ void TestFrameStore::keptImageNeverChanges()
 {
     Wired wired(64);
     QVERIFY(wired.up());
-    QSet<const uchar *> frames;
     for (int round = 0; round < 40; ++round) {
         const QImage kept = wired.link.image;
         const QImage before = kept.copy();
-        frames.insert(kept.constBits());
         wired.microscope.scan(wire::scanData(round * 100, QByteArray(150, char(round + 1))));
         SPIN_COMPARE(wired.events.size(), round + 1);
         QCOMPARE(kept, before);
         QVERIFY(wired.link.image != before);
     }
-    // A host that keeps the last frame it fetched makes the link change between two, not copy.
-    QVERIFY2(frames.size() <= 3, qPrintable(QString::number(frames.size())));
 }
 
 /// With readers that keep any of the last frames.
@@ -55,6 +51,7 @@ void TestFrameStore::againstWholeCopies()
             for (int runs = below(round % 2 ? 3 : 100); runs > 0; --runs) {
                 const int first = below(edge * edge);
                 const int count = 1 + below(edge * edge - first);
+                bytes.append(QByteArray(below(3), 'h')); // a header, or none
                 const int offset = bytes.size();
                 auto *pixels = reinterpret_cast<QRgb *>(expected.bits()) + first;
                 for (int i = 0; i < count; ++i) {
