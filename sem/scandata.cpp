@@ -26,17 +26,13 @@ void tescan::readData()
 {
     // Small messages come by the ten thousand a second: they are taken together, as long as nobody
     // can see the delay.
-    if (sender() == dataSocket && m_readPause.isActive())
+    if (m_handlingData || (sender() == dataSocket && m_readPause.isActive()))
+        return;
+    if (dataSocket->state() != QAbstractSocket::ConnectedState && dataSocket->bytesAvailable() == 0)
         return;
     const Handover handler(&m_handler);
     const QPointer<tescan> alive(this);
-    if (dataSocket->state() != QAbstractSocket::ConnectedState && dataSocket->bytesAvailable() == 0)
-        return;
-    // Goes on by itself: while a handler runs an event loop of its own, the socket announces
-    // nothing.
     m_readPause.start(readPauseMs);
-    if (m_handlingData)
-        return;
     const int count = receive(dataSocket, &dataBuffer, readBytes, &m_skipData);
     if (count == readBytes)
         m_readPause.start(0);
@@ -46,7 +42,7 @@ void tescan::readData()
         dataEnded();
     else if (count > 0 && dataBuffer.size() > headerSize)
         processData();
-    // A handler that connected again, in an event loop of its own, missed the new announcement.
+    // While a handler ran an event loop of its own, the socket announced nothing.
     if (alive && count != 0 && !m_readPause.isActive())
         m_readPause.start(0);
 }

@@ -5,6 +5,8 @@
 
 #include <QtTest>
 
+#include <functional>
+
 namespace {
 using namespace wire;
 const QByteArray barrier = message("TcpGetVersion"); // a header and nothing behind it
@@ -25,6 +27,7 @@ private slots:
     void cutAnywhere();
     void lingeringHandlers_data();
     void lingeringHandlers();
+    void alwaysConnectingAnew();
     void announcedFourGiB();
 };
 
@@ -144,7 +147,8 @@ void TestReception::lingeringHandlers_data()
     QTest::addColumn<bool>("reconnects");
     QTest::newRow("control channel") << false << false;
     QTest::newRow("data channel") << true << false;
-    QTest::newRow("connecting anew") << false << true;
+    QTest::newRow("control channel, connecting anew") << false << true;
+    QTest::newRow("data channel, connecting anew") << true << true;
 }
 
 void TestReception::lingeringHandlers()
@@ -162,6 +166,8 @@ void TestReception::lingeringHandlers()
             return;
         wired.events << "lingers";
         reconnects ? wired.start() : send(2);
+        if (reconnects && onData && wired.up())
+            send(2); // and the new channel announces it only now
         QTest::qWait(50); // what comes meanwhile has to wait
         wired.events << "returns";
     };
@@ -169,10 +175,33 @@ void TestReception::lingeringHandlers()
     QObject::connect(&wired.link, &tescan::zoomed, linger);
     send(1);
     if (reconnects) {
-        SPIN_VERIFY(wired.link.linkState == tescan::LinkUp && wired.events.contains("connected"));
+        SPIN_VERIFY(wired.link.linkState == tescan::LinkUp
+                    && wired.events.filter("image 02").isEmpty() != onData);
     } else {
         SPIN_COMPARE(wired.events.size(), 4);
         QCOMPARE(wired.events.mid(1, 2), QStringList({ "lingers", "returns" }));
+    }
+}
+
+/// As a host does that wants to be connected whenever it can be.
+void TestReception::alwaysConnectingAnew()
+{
+    Wired wired(1);
+    QObject::connect(&wired.link, &tescan::setStatus, [&wired](const QString &text) {
+        if (text == "disconnected...")
+            wired.start();
+    });
+    QVERIFY(wired.up());
+    for (const auto &end : { std::function<void()>([&] { wired.microscope.dropConnections(); }),
+                             std::function<void()>([&] { wired.start(); }),
+                             std::function<void()>([&] { wired.link.disconnected(); }) }) {
+        end();
+        wired.microscope.forget();
+        SPIN_VERIFY(wired.link.linkState == tescan::LinkUp
+                    && wired.microscope.commands().contains("TcpGetSWVersion"));
+        wired.events.clear();
+        wired.microscope.scan(run(0, "07"));
+        SPIN_COMPARE(wired.events, QStringList("image 07"));
     }
 }
 
