@@ -28,6 +28,7 @@ private slots:
     void lingeringHandlers_data();
     void lingeringHandlers();
     void alwaysConnectingAnew();
+    void connectingAnewAtFrameStart();
     void announcedFourGiB();
 };
 
@@ -203,6 +204,20 @@ void TestReception::alwaysConnectingAnew()
         wired.microscope.scan(run(0, "07"));
         SPIN_COMPARE(wired.events, QStringList("image 07"));
     }
+}
+
+void TestReception::connectingAnewAtFrameStart()
+{
+    Wired wired(1);
+    QVERIFY(wired.up());
+    wired.link.scanning = true;
+    QObject::connect(&wired.link, &tescan::setStatus, [&wired](const QString &text) {
+        if (text == "scanning..." && wired.events.size() == 1)
+            wired.start();
+    });
+    wired.microscope.scan(run(0, "07") + run(0, "08"));
+    SPIN_VERIFY(wired.events.contains("start scanning"));
+    QCOMPARE(wired.events.filter("image"), QStringList()); // nothing was written
 }
 
 void TestReception::announcedFourGiB()
