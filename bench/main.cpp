@@ -9,6 +9,14 @@
 #include <QSettings>
 #include <QTemporaryDir>
 
+#include <cstdio>
+
+static int refuse(const char *option, const QString &value)
+{
+    std::fprintf(stderr, "link-benchmark: %s cannot be \"%s\"\n", option, qPrintable(value));
+    return 1;
+}
+
 int main(int argc, char **argv)
 {
     if (argc > 1 && qstrcmp(argv[1], "--sender") == 0) {
@@ -33,9 +41,13 @@ int main(int argc, char **argv)
                         { "only", "One part: throughput, pace or memory.", "part" } });
     parser.process(application);
     const QString only = parser.value("only");
+    if (!only.isEmpty() && !QStringList({ "throughput", "pace", "memory" }).contains(only))
+        return refuse("--only", only);
     if (only.isEmpty() || only == "throughput")
-        reportThroughput(qMax(1, parser.value("runs").toInt()), parser.value("frame").toInt(),
-                         parser.value("message").toInt());
+        if (!reportThroughput(qMax(1, parser.value("runs").toInt()), parser.value("frame").toInt(),
+                              parser.value("message").toInt()))
+            return refuse("--frame, --message",
+                          parser.value("frame") + ", " + parser.value("message"));
     if (only.isEmpty() || only == "pace")
         reportPace(&application, qMax(1, parser.value("seconds").toInt()));
     if (only.isEmpty() || only == "memory")

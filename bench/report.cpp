@@ -88,7 +88,7 @@ void reportRow(const Stream &stream, int runs)
 }
 } // namespace
 
-void reportThroughput(int runs, int onlyFrame, int onlyMessage)
+bool reportThroughput(int runs, int onlyFrame, int onlyMessage)
 {
     std::printf(
         "CPU time of library and host against a bare loop (floor); medians of %d runs.\n"
@@ -96,6 +96,7 @@ void reportThroughput(int runs, int onlyFrame, int onlyMessage)
         " frame   message     floor     drop     keep      keep        extra\n"
         "  edge    pixels  ns/pixel   /floor   /floor     /drop   us/message\n",
         runs);
+    bool measured = false;
     for (int frameSize : { 512, 2048, 8192 })
         for (int messagePixels : { 256, frameSize, mebi }) {
             if ((onlyFrame > 0 && onlyFrame != frameSize)
@@ -103,7 +104,9 @@ void reportThroughput(int runs, int onlyFrame, int onlyMessage)
                 continue;
             const int frames = int(qMax<qint64>(1, 512LL * mebi / (qint64(frameSize) * frameSize)));
             reportRow({ frameSize, messagePixels, frames }, runs);
+            measured = true;
         }
+    return measured;
 }
 
 void reportPace(Application *application, int seconds)
