@@ -154,19 +154,17 @@ void FaultyOutlet::write(const QByteArray &bytes)
 
 void FaultyOutlet::endConnection(bool reset)
 {
-    m_socket->flush();
-#ifdef Q_OS_UNIX
-    const linger atOnce = { 1, 0 };
-    if (reset)
-        setsockopt(int(m_socket->socketDescriptor()), SOL_SOCKET, SO_LINGER, &atOnce,
-                   sizeof atOnce);
-#endif
-    // later: the sender of this message still uses the connection
+    // Later: the sender of this message still uses the connection, and a client that is gone shows
+    // in flush(), which ends this object.
     QTimer::singleShot(0, m_socket, [socket = m_socket, reset] {
-        if (reset)
-            socket->abort();
-        else
-            socket->disconnectFromHost();
+        socket->flush();
+        if (!reset)
+            return socket->disconnectFromHost();
+#ifdef Q_OS_UNIX
+        const linger atOnce = { 1, 0 };
+        setsockopt(int(socket->socketDescriptor()), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+#endif
+        socket->abort();
     });
 }
 

@@ -6,6 +6,8 @@
 
 #include <QTemporaryDir>
 
+#include <sys/socket.h>
+
 using simulator::Options;
 using wire::message;
 using wire::numbers;
@@ -20,6 +22,7 @@ private slots:
     void repliesAreExact_data();
     void repliesAreExact();
     void scanEndsWithItsClient();
+    void clientIsGoneBeforeItsAnswer();
     void stageTakesItsTime();
     void featureLiesWhereTheStageShowsIt_data();
     void featureLiesWhereTheStageShowsIt();
@@ -205,6 +208,26 @@ void TestSimulator::scanEndsWithItsClient()
     QTRY_COMPARE_WITH_TIMEOUT(second.replies, workingDistance, 10000);
     QTRY_VERIFY_WITH_TIMEOUT(!first.isOpen(), 10000);
     QVERIFY(second.dataIsSilent());
+}
+
+// The answer to a client that has gone finds out about it, in the middle of ending the connection.
+void TestSimulator::clientIsGoneBeforeItsAnswer()
+{
+    Options options = m_tiny;
+    QString error;
+    QVERIFY(simulator::parseFaults("cut-control=10", &options.faults, &error));
+    options.faults.once = true;
+    Session session(options);
+    session.client.send(message("GetWD").repeated(20));
+    const linger atOnce = { 1, 0 };
+    setsockopt(int(session.client.control.socketDescriptor()), SOL_SOCKET, SO_LINGER, &atOnce,
+               sizeof atOnce);
+    session.client.control.abort();
+    // Not every system hands out what came before a reset.
+    QTest::qWaitFor([&] { return session.simulator.commandsServed() > 0; }, 2000);
+    wire::Client next(session.simulator.controlPort());
+    next.send(message("GetWD"));
+    QTRY_COMPARE_WITH_TIMEOUT(next.replies, workingDistance, 10000);
 }
 
 void TestSimulator::stageTakesItsTime()
