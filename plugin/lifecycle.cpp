@@ -31,11 +31,9 @@ backgroundSEM::~backgroundSEM()
     if (sem && sem->linkState > tescan::DataConnecting)
         save();
     delete sem;
-    if (panel) {
-        panel->disconnect();
+    if (panel)
         panel->hide();
-    }
-    Handover::release(handler, QList<QPointer<QObject> >() << panel.data());
+    Handover::release(handler, QList<QPointer<QObject>>() << panel.data());
 }
 
 void backgroundSEM::init()

@@ -49,7 +49,7 @@ class TestPlugin : public QObject {
     Q_OBJECT
 
 private slots:
-    void init();
+    void lifeWithoutMicroscope();
     void restoredScan();
     void savedSettings();
     void savedAlignments();
@@ -59,7 +59,7 @@ private slots:
     void reminder();
 };
 
-void TestPlugin::init()
+void TestPlugin::lifeWithoutMicroscope()
 {
     PluginFixture host(LIBRARY_FILE);
     std::iota(host.values, host.values + 7, 1.0);
@@ -82,9 +82,9 @@ void TestPlugin::init()
     QCOMPARE(enabled(host, liveWidgets), QString("----"));
     QCOMPARE(enabled(host, { "align1", "align2", "align3", "alignClear" }), QString("----"));
     QCOMPARE(host.plugin->getImage().pixel(0, 0), 0x00646464u);
-    const QPointer<QWidget> panel = host.panel;
+    const QSignalSpy told(host.panel, SIGNAL(destroyed()));
     host.destroy();
-    QVERIFY(!panel);
+    QCOMPARE(told.size(), 1);
 }
 
 void TestPlugin::restoredScan()
