@@ -1,7 +1,8 @@
 #ifndef LAYOUT_GDSIIRECORDS_H
 #define LAYOUT_GDSIIRECORDS_H
 
-#include <QtGlobal>
+#include <QByteArray>
+#include <QtEndian>
 
 namespace layout {
 namespace gdsii {
@@ -37,6 +38,8 @@ enum RecordType : quint8 {
     PathType = 0x21,
     Box = 0x2D,
     BoxType = 0x2E,
+    BgnExtn = 0x30,
+    EndExtn = 0x31,
 };
 
 /// The records that make geometry: the data type they must have, their shortest payload, and the
@@ -60,7 +63,8 @@ constexpr RecordRule recordRules[] = {
     { SName, ascii, 1, 1 },    { ColRow, int16, 4, 0 },      { Node, noData, 0, 0 },
     { TextType, int16, 2, 0 }, { String, ascii, 0, 1 },      { STrans, bits, 2, 0 },
     { Mag, real64, 8, 0 },     { Angle, real64, 8, 0 },      { PathType, int16, 2, 0 },
-    { Box, noData, 0, 0 },     { BoxType, int16, 2, 0 },
+    { Box, noData, 0, 0 },     { BoxType, int16, 2, 0 },     { BgnExtn, int32, 4, 0 },
+    { EndExtn, int32, 4, 0 },
 };
 
 /// What an element must contain.
@@ -81,6 +85,29 @@ constexpr ElementRule elementRules[] = {
     { ARef, 3, 3, { SName, ColRow } },
     { Node, 1, anyPoints, { Header, Header } },
 };
+
+template <class Rule, size_t n> const Rule *ruleFor(const Rule (&rules)[n], quint8 type)
+{
+    for (const Rule &rule : rules) {
+        if (rule.type == type)
+            return &rule;
+    }
+    return nullptr;
+}
+
+struct Record {
+    quint8 type;
+    quint8 dataType;
+    QByteArray payload; // a view of the file
+
+    int int16At(int index) const { return qFromBigEndian<qint16>(payload.constData() + 2 * index); }
+    int int32At(int index) const { return qFromBigEndian<qint32>(payload.constData() + 4 * index); }
+    QByteArray text() const; ///< without its padding, and not a view of the file
+    bool fits(const RecordRule &rule) const;
+};
+
+/// The payload of a path's XY record with the ends moved outwards, database units.
+QByteArray lengthenedEnds(const Record &xy, int atFirst, int atLast);
 
 } // namespace gdsii
 } // namespace layout

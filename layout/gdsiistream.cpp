@@ -13,36 +13,7 @@ namespace {
 
 // Written by an editor for its own use: references to parametric cells, no geometry.
 const char contextStructure[] = "$$$CONTEXT_INFO$$$";
-
-struct Record {
-    quint8 type;
-    quint8 dataType;
-    QByteArray payload; // a view of the file
-
-    int int16At(int index) const { return qFromBigEndian<qint16>(payload.constData() + 2 * index); }
-    QByteArray text() const // without its padding, and not a view of the file
-    {
-        return QByteArray(payload.constData(),
-                          int(qstrnlen(payload.constData(), uint(payload.size()))));
-    }
-};
-
-template <class Rule, size_t n> const Rule *ruleFor(const Rule (&rules)[n], quint8 type)
-{
-    for (const Rule &rule : rules) {
-        if (rule.type == type)
-            return &rule;
-    }
-    return nullptr;
-}
-
-bool fits(const RecordRule &rule, const Record &record)
-{
-    const int size = record.payload.size();
-    if (record.dataType != rule.dataType || size < rule.minBytes)
-        return false;
-    return rule.multiple == 0 ? size == rule.minBytes : size % rule.multiple == 0;
-}
+const int ownEndsPath = 4;
 
 class Checker {
 public:
@@ -83,6 +54,8 @@ private:
     int m_points = 0;
     qint64 m_copies = 1;
     int m_target = -1;
+    bool m_ownEnds = false; // a path that says how far it goes beyond its first and last point
+    int m_extensions[2] = { 0, 0 };
     QByteArray m_elementBytes;
 
     QHash<QByteArray, int> m_numbers;
@@ -132,7 +105,7 @@ bool Checker::take(const Record &record)
     const RecordRule *rule = ruleFor(recordRules, record.type);
     if (!rule) // attributes, fonts, extensions: nothing that is drawn here
         return m_state != Start || fail("the library does not begin");
-    if (!fits(*rule, record))
+    if (!record.fits(*rule))
         return fail(
             QStringLiteral("record 0x%1 has the wrong form").arg(record.type, 2, 16, QChar('0')));
     switch (m_state) {
@@ -210,6 +183,8 @@ bool Checker::takeInStructure(const Record &record)
     m_elementRecords = 0;
     m_points = 0;
     m_copies = 1;
+    m_ownEnds = false;
+    m_extensions[0] = m_extensions[1] = 0;
     m_elementBytes.clear();
     emitRecord(&m_elementBytes, record.type == Box ? quint8(Boundary) : record.type, noData,
                QByteArray());
@@ -237,8 +212,15 @@ bool Checker::takeInElement(const Record &record)
     } else if (record.type == STrans) {
         // the library looks for the mirroring in the lowest bit of the first byte, not the highest
         payload = QByteArray(record.payload.at(0) & 0x80 ? "\1\0" : "\0\0", 2);
+    } else if (record.type == PathType) {
+        m_ownEnds = record.int16At(0) == ownEndsPath;
+    } else if (record.type == BgnExtn || record.type == EndExtn) {
+        m_extensions[record.type - BgnExtn] = record.int32At(0);
+        return true;
     } else if (record.type == XY) {
         m_points = payload.size() / 8;
+        if (m_ownEnds)
+            payload = lengthenedEnds(record, m_extensions[0], m_extensions[1]);
     } else if (record.type == ColRow) {
         if (record.int16At(0) < 1 || record.int16At(1) < 1)
             return fail("an array has no columns or rows");

@@ -79,4 +79,16 @@ QPolygonF pathOutline(const QPolygonF &points, double width, int pathType)
     return outline;
 }
 
+QPolygonF lengthened(const QPolygonF &points, double atFirst, double atLast)
+{
+    QPolygonF line = withoutRepeats(points);
+    if (line.size() < 2)
+        return points;
+    const QPointF first = direction(line[1], line[0]);
+    const QPointF last = direction(line[line.size() - 2], line.last());
+    line.first() += first * atFirst;
+    line.last() += last * atLast;
+    return line;
+}
+
 } // namespace layout
