@@ -120,9 +120,10 @@ void Renderer::drawPolygon(const QPolygon &polygon, const QRect &bounds)
     // The margin hides the edges along which a polygon is cut.
     const QRectF screen = QRectF(QPointF(), QSizeF(m_scene.view.size())).adjusted(-8, -8, 8, 8);
     if (isRectangle(polygon)) {
-        const QRectF part = box.intersected(screen);
-        m_painter.drawRect(
-            QRect(part.topLeft().toPoint(), part.bottomRight().toPoint()).adjusted(0, 0, -1, -1));
+        // not intersected(), which loses a wire of no width
+        const QPointF first(qMax(box.left(), screen.left()), qMax(box.top(), screen.top()));
+        const QPointF last(qMin(box.right(), screen.right()), qMin(box.bottom(), screen.bottom()));
+        m_painter.drawRect(QRect(first.toPoint(), last.toPoint()).adjusted(0, 0, -1, -1));
         return;
     }
     QPolygonF shape = m_toScreen.map(QPolygonF(polygon));
