@@ -41,6 +41,12 @@ Layer makeLayer(int number, const QVector<QPolygon> &polygons)
     return layer;
 }
 
+// Many editors give every library the same name, others none.
+QString nameOf(const QString &library, const QString &topCell)
+{
+    return library.isEmpty() || library == topCell ? topCell : library + '/' + topCell;
+}
+
 bool readLayout(const QString &path, GdsiiStream *stream, FlatLayout *flat, QString *reason)
 {
     QByteArray file;
@@ -70,8 +76,7 @@ bool Design::load(const QString &path, QString *error)
         read.m_grids.append(std::make_shared<const LayerGrid>(layer.bounds));
         read.m_layers.append(layer);
     }
-    read.m_name =
-        stream.libraryName.isEmpty() ? flat.topCell : QString::fromLatin1(stream.libraryName);
+    read.m_name = nameOf(QString::fromLatin1(stream.libraryName), flat.topCell);
     read.m_databaseUnitMetres = flat.databaseUnitMetres;
     read.m_bounds = united(layerBounds);
     read.m_labels = flat.labels;

@@ -37,7 +37,8 @@ public:
     bool load(const QString &path, QString *error);
 
     bool isEmpty() const { return m_layers.isEmpty(); }
-    QString name() const { return m_name; } ///< the GDSII library name, or the top cell's
+    /// Under which alignments are stored: the GDSII library's name and the top cell's.
+    QString name() const { return m_name; }
     double databaseUnitMetres() const { return m_databaseUnitMetres; }
     QRect bounds() const { return m_bounds; } ///< of all polygons, database units
     const QVector<Layer> &layers() const { return m_layers; } ///< ascending layer numbers

@@ -51,10 +51,11 @@ QByteArray transform(bool mirrored, int magnification, int degrees)
         + record(0x1B05, { magnification }) + record(0x1C05, { degrees });
 }
 
-QByteArray path(int type, int width, std::initializer_list<int> xy)
+QByteArray path(int type, int width, std::initializer_list<int> xy,
+                const QByteArray &ends = QByteArray())
 {
     return record(0x0900) + record(0x0D02, { 1 }) + record(0x0E02, { 0 }) + record(0x2102, { type })
-        + record(0x0F03, { width }) + record(0x1003, xy) + record(0x1100);
+        + record(0x0F03, { width }) + ends + record(0x1003, xy) + record(0x1100);
 }
 
 QByteArray label(const char *characters, int x, int y)
@@ -110,7 +111,7 @@ void TestDesign::badFileLeavesDesign()
     QVERIFY(load(library(structure("A", square), "GOOD")));
     QVERIFY(!load(bytes));
     QVERIFY2(m_error.contains(reason), qPrintable(m_error));
-    QCOMPARE(m_design.name(), QString("GOOD"));
+    QCOMPARE(m_design.name(), QString("GOOD/A"));
     QCOMPARE(m_design.layers().size(), 1);
 }
 
@@ -149,6 +150,9 @@ void TestDesign::shapes_data()
     row("all", corner, transform(true, 2, 270),
         QPolygon({ { 100, 200 }, { 100, 180 }, { 92, 200 } }));
     row("extended path", path(2, 10, { 0, 0, 100, 0 }), "", QPolygon(QRect(95, 195, 110, 10)));
+    row("path with ends of its own",
+        path(4, 10, { 0, 0, 0, 0, 0, 100 }, record(0x3003, { 20 }) + record(0x3103, { -30 })), "",
+        QPolygon(QRect(95, 180, 10, 90)));
     row("bent path", path(0, 10, { 0, 0, 50, 0, 50, 40, 50, 40 }), "",
         QPolygon(QRect(100, 195, 55, 10)).united(QPolygon(QRect(145, 195, 10, 45))));
     row("width that is not magnified", path(0, -10, { 0, 0, 50, 0 }), transform(false, 2, 0),
@@ -208,7 +212,7 @@ void TestDesign::windowFindsExactlyWhatTouchesIt()
 void TestDesign::sampleChip()
 {
     QVERIFY2(m_design.load(SAMPLE_LAYOUT, &m_error), qPrintable(m_error));
-    QCOMPARE(m_design.name(), QString("SAMPLECHIP"));
+    QCOMPARE(m_design.name(), QString("SAMPLECHIP/CHIP"));
     QMap<QString, QPoint> positions;
     for (const layout::Label &label : m_design.labels())
         positions.insert(label.text, label.position);
