@@ -98,13 +98,14 @@ QString PluginSession::pluginName() const
 // The image lies where it lies in metres: its coordinates follow the database unit.
 void PluginSession::setDesign(const QString &name, double databaseUnitMetres)
 {
-    if (m_databaseUnitMetres > 0 && databaseUnitMetres != m_databaseUnitMetres)
+    if (m_hasDesign && name == m_designName && databaseUnitMetres == m_databaseUnitMetres)
+        return;
+    if (databaseUnitMetres != m_databaseUnitMetres)
         m_background->rescale(m_databaseUnitMetres / databaseUnitMetres);
-    const bool another = m_databaseUnitMetres > 0
-        && (name != m_designName || databaseUnitMetres != m_databaseUnitMetres);
     m_designName = name;
     m_databaseUnitMetres = databaseUnitMetres;
-    report(another);
+    m_hasDesign = true;
+    report(true);
 }
 
 void PluginSession::reportDesign()
@@ -113,14 +114,17 @@ void PluginSession::reportDesign()
 }
 
 // The unit first: the name brings back a stored alignment, which is checked with the unit. With
-// another design the pairs at hand go: they must not be stored under its name.
+// another design, and with the first one, the pairs at hand go: they must not be stored under its
+// name.
 void PluginSession::report(bool anotherDesign)
 {
-    if (!m_interface || m_databaseUnitMetres <= 0)
+    if (!m_interface || !m_hasDesign)
         return;
     m_interface->setDatabaseUnits(m_databaseUnitMetres);
+    m_reportingName = true;
     if (anotherDesign)
         invoke("alignClear");
+    m_reportingName = false;
     m_interface->getDesignName(m_designName);
 }
 
@@ -169,17 +173,21 @@ void PluginSession::takePosition()
     m_interface->getPos(&p.x, &p.y, &p.scaleX, &p.scaleY, &p.shearH, &p.shearV, &p.rotationDegrees);
     m_takingPosition = false;
     m_background->setPlacement(p);
+    if (m_imageTimer.isActive())
+        fetchImage(); // the new values may be for an image of another size
     if (m_centreAfterPosition) {
         centre();
         restoreOnce();
     }
 }
 
-// Connecting makes the plugin forget the alignment for a new first placement, and the name brings it
-// back. Only once for each plugin: after "clear alignment" it has to stay away, and the plugin does
-// not tell which of the two it was.
+// Connecting makes the plugin forget the alignment for a new first placement, and the name brings
+// it back. Only once for each plugin: after "clear alignment" it has to stay away, and the plugin
+// does not tell which of the two it was.
 void PluginSession::restoreOnce()
 {
+    if (m_reportingName)
+        return;
     if (m_restored)
         emit placedAnew();
     else

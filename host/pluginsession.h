@@ -33,7 +33,8 @@ public:
     QObject *plugin() const { return m_plugin; }
     QString pluginName() const;
 
-    /// Reports the design on the screen, now and after the start of a plugin.
+    /// Reports the design on the screen, now and after the start of a plugin. One that has the name
+    /// and the unit of the design before counts as the same: nothing is reported.
     void setDesign(const QString &name, double databaseUnitMetres);
     void reportView(const ViewTransform &view);
     /// Calls one of the plugin's public slots that take no arguments.
@@ -70,11 +71,13 @@ private:
     QPointer<QObject> m_plugin;
     backgroundPlugIn *m_interface = nullptr;
     QString m_designName;
-    double m_databaseUnitMetres = 0; ///< 0 while no design is open
+    double m_databaseUnitMetres = 1e-9; ///< before the first design what plugins begin with
+    bool m_hasDesign = false;
     QTimer m_imageTimer;
     QElapsedTimer m_sinceFetch;
     bool m_takingPosition = false;
     bool m_centreAfterPosition = false;
+    bool m_reportingName = false; ///< the name follows, and with it the alignment
     bool m_restored = false; ///< the alignment was asked for after the first placement
 };
 

@@ -10,6 +10,7 @@ private slots:
     void badDesignChangesNothing();
     void viewIsReported();
     void positionCarriesTheDrawnValues();
+    void firstDesignComesLate();
     void firstPlacementIsCentred();
     void imageUpdatesAreCoalesced();
     void panelGoesBackToThePlugin();
@@ -18,12 +19,14 @@ private slots:
 void TestViewerSession::designIsReportedUnitFirst()
 {
     ViewerFixture fixture;
-    QCOMPARE(fixture.plugin->calls, QStringList({ "units 1e-09", "name TINY" }));
+    QCOMPARE(fixture.plugin->calls, QStringList({ "units 1e-09", "name TINY/TOP" }));
     fixture.plugin->calls.clear();
     QVERIFY(fixture.open("OTHER", gdsii::rectangle(1, 0, 0, 9, 9)));
-    QCOMPARE(fixture.plugin->calls, QStringList({ "units 1e-09", "alignClear", "name OTHER" }));
+    QCOMPARE(fixture.plugin->calls, QStringList({ "units 1e-09", "alignClear", "name OTHER/TOP" }));
+    QVERIFY(fixture.open("OTHER", gdsii::rectangle(1, 0, 0, 9, 99))); // edited and loaded again
+    QCOMPARE(fixture.plugin->calls.size(), 3);
     emit fixture.plugin->requestDesignName();
-    QCOMPARE(fixture.plugin->calls.last(), QString("name OTHER"));
+    QCOMPARE(fixture.plugin->calls.last(), QString("name OTHER/TOP"));
 }
 
 void TestViewerSession::badDesignChangesNothing()
@@ -61,6 +64,18 @@ void TestViewerSession::positionCarriesTheDrawnValues()
     QCOMPARE(fixture.plugin->drawnWith(), QString("100 200 0.3 0.4 0.5 0.6 30"));
 }
 
+// Until then the plugin reckons with a nanometre, and pairs belong to no design.
+void TestViewerSession::firstDesignComesLate()
+{
+    viewer::MainWindow window;
+    auto *plugin = new StubPlugin;
+    window.session()->attach(plugin);
+    plugin->place({ 1000, 2000, 3, 4, 0, 0, 0 });
+    window.session()->setDesign("coarse", 1e-8);
+    QCOMPARE(plugin->calls, QStringList({ "units 1e-08", "alignClear", "name coarse" }));
+    QCOMPARE(plugin->drawnWith(), QString("100 200 0.3 0.4 0 0 0"));
+}
+
 // The plugin asks for the centring from inside getPos, before the host has the values, and the
 // image has just got its size.
 void TestViewerSession::firstPlacementIsCentred()
@@ -88,6 +103,11 @@ void TestViewerSession::imageUpdatesAreCoalesced()
         emit fixture.plugin->imageUpdate();
     QTRY_COMPARE(fixture.window.background()->image().width(), 8);
     QCOMPARE(fixture.plugin->imageCalls, before + 1);
+    // New values may be for an image of another size: both are taken at once.
+    fixture.plugin->image = plain(16, 0xff808080);
+    emit fixture.plugin->imageUpdate();
+    emit fixture.plugin->posUpdate();
+    QCOMPARE(fixture.window.background()->image().width(), 16);
 }
 
 void TestViewerSession::panelGoesBackToThePlugin()
