@@ -11,6 +11,7 @@ void Background::setImage(const QImage &image)
 
 void Background::setPlacement(const Placement &placement)
 {
+    m_placed = m_placed || placement.toTransform() != m_placement.toTransform();
     m_placement = placement;
     emit changed();
 }
@@ -54,7 +55,7 @@ void Background::setStillVisible(int index, bool visible)
 
 bool Background::isShown() const
 {
-    return !m_image.isNull() && m_placement.isDrawable();
+    return m_placed && !m_image.isNull() && m_placement.isDrawable();
 }
 
 QPolygonF Background::outline() const

@@ -42,7 +42,7 @@ public:
     void removeStill(int index);
     void setStillVisible(int index, bool visible);
 
-    /// True when there is a live image that can be drawn.
+    /// True when there is a live image that has been placed and can be drawn.
     bool isShown() const;
     QPolygonF outline() const; ///< the live image's four corners in the design
     QPointF centre() const; ///< the live image's centre in the design
@@ -56,6 +56,7 @@ signals:
 private:
     QImage m_image;
     Placement m_placement;
+    bool m_placed = false;
     QVector<Still> m_stills;
     double m_opacity = 1;
     int m_clones = 0;

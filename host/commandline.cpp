@@ -2,6 +2,7 @@
 
 #include <QCommandLineParser>
 #include <QRegularExpression>
+#include <QtNumeric>
 
 #include <functional>
 
@@ -15,7 +16,7 @@ static void describe(QCommandLineParser *parser)
     parser->addPositionalArgument("layout", "GDSII file to open.", "[layout.gds]");
     parser->addOptions({
         { { "h", "help" }, "Shows this help." },
-        { "plugin", "Background plugin to load instead of the one installed.", "FILE" },
+        { "plugin", "Background plugin to load instead of the one beside the viewer.", "FILE" },
         { "settings", "Keeps the settings in FOLDER instead of the user's.", "FOLDER" },
         { "connect",
           "Connects to the microscope; without HOST:PORT to the one last used.\nAlso as plain "
@@ -84,7 +85,9 @@ static bool readView(const QString &text, Options *options)
     options->viewXUm = parts.value(0).toDouble(&okX);
     options->viewYUm = parts.value(1).toDouble(&okY);
     options->viewWidthUm = parts.value(2).toDouble(&okWidth);
-    return parts.size() == 3 && okX && okY && okWidth && options->viewWidthUm > 0;
+    return parts.size() == 3 && okX && okY && okWidth && qIsFinite(options->viewXUm)
+        && qIsFinite(options->viewYUm) && qIsFinite(options->viewWidthUm)
+        && options->viewWidthUm > 0;
 }
 
 static bool readSeconds(const QString &text, double *seconds)
@@ -152,6 +155,10 @@ bool parseCommandLine(const QStringList &arguments, Options *options, QString *e
     options->zoomToImage = parser.isSet("zoom-to-image");
     options->connects = parser.isSet(plainConnect);
     options->listChoices = parser.values("set");
+    if (parser.isSet("view") && options->layoutFile.isEmpty()) {
+        *error = "--view needs a layout.";
+        return false;
+    }
     return readValues(parser, options, error);
 }
 

@@ -15,8 +15,8 @@ static int fail(const QString &reason)
     return 1;
 }
 
-// Built and installed alike: the library is in ../lib, or beside the program.
-static QString installedPlugin()
+// In a build tree the library is in ../lib; else it lies beside the program.
+static QString usualPlugin()
 {
     const QString folder = QCoreApplication::applicationDirPath();
     const QString usual = folder + "/../lib/libbackgroundSEM.so";
@@ -39,7 +39,7 @@ static bool prepareWindow(MainWindow *window, const Options &options, QString *e
 {
     if (!options.layoutFile.isEmpty() && !window->openDesign(options.layoutFile, error))
         return false;
-    const QString plugin = options.pluginFile.isEmpty() ? installedPlugin() : options.pluginFile;
+    const QString plugin = options.pluginFile.isEmpty() ? usualPlugin() : options.pluginFile;
     if (!window->session()->load(plugin, error))
         return false;
     if (!options.isScripted())

@@ -102,6 +102,15 @@ void MainWindow::reloadDesign()
     m_view->setView(before);
 }
 
+// In the middle of a pair the plugin would take the user's next click for the start of a new one.
+void MainWindow::bringBackAlignment()
+{
+    if (m_view->alignMode()->mode() == AlignMode::Off)
+        m_session.reportDesign();
+    else
+        statusBar()->showMessage(tr("Finish the alignment step first."), hintMs);
+}
+
 static QString droppedFile(const QMimeData *data)
 {
     return data->urls().size() == 1 ? data->urls().first().toLocalFile() : QString();

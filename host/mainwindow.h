@@ -51,6 +51,7 @@ private:
     void connectSession();
     void chooseDesign();
     void reloadDesign();
+    void bringBackAlignment();
     void openOrComplain(const QString &path);
     void addPanel(QWidget *panel, const QString &name);
     void removePanel(QWidget *panel);

@@ -69,7 +69,7 @@ void MainWindow::buildMenus()
         { image, tr("&Leave alignment mode"), QKeySequence(),
           [this] { m_view->alignMode()->setMode(AlignMode::Off); } },
         { image, tr("&Bring back the alignment"), QKeySequence("B"),
-          [this] { m_session.reportDesign(); } },
+          [this] { bringBackAlignment(); } },
         { image, tr("&Clone live image"), QKeySequence("C"), invoke("cloneImage") },
     };
     for (const auto &action : actions) {

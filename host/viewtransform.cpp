@@ -4,6 +4,12 @@
 
 namespace viewer {
 
+void ViewTransform::setCentre(const QPointF &centre)
+{
+    if (std::isfinite(centre.x()) && std::isfinite(centre.y()))
+        m_centre = centre;
+}
+
 void ViewTransform::setZoom(double zoom)
 {
     if (std::isfinite(zoom))
@@ -16,7 +22,6 @@ QTransform ViewTransform::toScreen() const
                       m_size.height() / 2.0 + m_centre.y() * m_zoom);
 }
 
-// Not the inverted matrix: Qt takes a matrix with a zoom of 1e-6 for singular.
 QPointF ViewTransform::toDesign(const QPointF &screen) const
 {
     return QPointF(m_centre.x() + (screen.x() - m_size.width() / 2.0) / m_zoom,

@@ -16,7 +16,7 @@ public:
     double zoom() const { return m_zoom; } ///< screen pixels per database unit
     QSize size() const { return m_size; } ///< screen pixels
 
-    void setCentre(const QPointF &centre) { m_centre = centre; }
+    void setCentre(const QPointF &centre); ///< values that are no number are ignored
     void setZoom(double zoom); ///< bounded; values that are no number are ignored
     void setSize(const QSize &size) { m_size = size; }
 

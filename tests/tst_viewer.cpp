@@ -15,8 +15,10 @@ private slots:
     void imageLiesWhereTheValuesSay_data();
     void imageLiesWhereTheValuesSay();
     void undrawableImageIsLeftOut();
+    void imageWithoutAPlaceIsNotShown();
     void layersLieAboveTheImage();
     void hugePolygonIsCutNotLost();
+    void wireOfNoWidthIsDrawn();
     void wheelKeepsThePointUnderTheCursor();
     void manualModeMovesTheImage();
     void manualDragTurnsOrScalesAboutThePoint();
@@ -85,6 +87,18 @@ void TestViewer::undrawableImageIsLeftOut()
     }
 }
 
+void TestViewer::imageWithoutAPlaceIsNotShown()
+{
+    ViewerFixture fixture;
+    fixture.plugin->image = plain(1, 0xffffffff);
+    emit fixture.plugin->imageUpdate();
+    emit fixture.plugin->posUpdate(); // which the plugin leaves as it was
+    QCOMPARE(fixture.window.background()->image().width(), 1);
+    fixture.view->fitImage();
+    QCOMPARE(fixture.view->view().zoom(), 1.0);
+    QVERIFY(!fixture.window.background()->cloneLive());
+}
+
 void TestViewer::layersLieAboveTheImage()
 {
     ViewerFixture fixture;
@@ -107,6 +121,14 @@ void TestViewer::hugePolygonIsCutNotLost()
     fixture.look({ 0, 0 }, 1);
     QCOMPARE(fixture.colourAt(0, 0), fixture.colourAt(-100, -150));
     QVERIFY(fixture.colourAt(0, 0) != fixture.colourAt(0, 150));
+}
+
+void TestViewer::wireOfNoWidthIsDrawn()
+{
+    ViewerFixture fixture;
+    QVERIFY(fixture.open("WIRE", gdsii::boundary(5, { 0, 50, 0, 50, 0, -50, 0, -50, 0, 50 })));
+    fixture.look({ 0, 0 }, 1);
+    QVERIFY(fixture.colourAt(0, 0) != fixture.colourAt(20, 0));
 }
 
 void TestViewer::wheelKeepsThePointUnderTheCursor()

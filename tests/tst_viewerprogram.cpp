@@ -32,7 +32,9 @@ int TestViewerProgram::run(const QStringList &arguments, QByteArray *errors)
 void TestViewerProgram::failuresAreTold_data()
 {
     QTest::addColumn<QByteArray>("complaint");
-    QTest::newRow("--view 1,2,0") << QByteArray("--view");
+    QTest::newRow("--view 1,2,0 a.gds") << QByteArray("1,2,0");
+    QTest::newRow("--view nan,0,100 a.gds") << QByteArray("nan");
+    QTest::newRow("--view 1,2,3") << QByteArray("needs a layout");
     QTest::newRow("--set imageSize=7x7") << QByteArray("7x7");
     QTest::newRow("missing.gds") << QByteArray("missing.gds");
     QTest::newRow("--plugin missing.so") << QByteArray("missing.so");
