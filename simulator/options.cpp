@@ -124,7 +124,9 @@ bool parseOptions(const QStringList &arguments, Options *options, QString *error
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(description());
-    const QCommandLineOption help = parser.addHelpOption(), version = parser.addVersionOption();
+    const QCommandLineOption help({ "h", "help" }, "Show this help.");
+    parser.addOption(help);
+    const QCommandLineOption version = parser.addVersionOption();
     for (const ValueOption &option : valueOptions)
         parser.addOption({ option.name, option.help, option.value });
     parser.addOption({ "fast", "Send as fast as the client reads, not at the dwell time's pace." });
