@@ -223,8 +223,8 @@ void TestSimulator::clientIsGoneBeforeItsAnswer()
     setsockopt(int(session.client.control.socketDescriptor()), SOL_SOCKET, SO_LINGER, &atOnce,
                sizeof atOnce);
     session.client.control.abort();
-    // Not every system hands out what came before a reset.
-    QTest::qWaitFor([&] { return session.simulator.commandsServed() > 0; }, 2000);
+    if (!QTest::qWaitFor([&] { return session.simulator.commandsServed() > 0; }, 10000))
+        QSKIP("this system drops what came before a reset");
     wire::Client next(session.simulator.controlPort());
     next.send(message("GetWD"));
     QTRY_COMPARE_WITH_TIMEOUT(next.replies, workingDistance, 10000);
