@@ -70,10 +70,10 @@ bool MainWindow::openDesign(const QString &path, QString *error)
     m_designPath = path;
     m_layers->setDesign(*m_design);
     m_view->setDesign(m_design);
-    m_view->alignMode()->setMode(AlignMode::Off);
     setWindowTitle(
         tr("%1 \u2013 %2 \u2013 Layout viewer").arg(m_design->name(), QFileInfo(path).fileName()));
-    m_session.setDesign(m_design->name(), m_design->databaseUnitMetres());
+    if (m_session.setDesign(m_design->name(), m_design->databaseUnitMetres()))
+        m_view->alignMode()->setMode(AlignMode::Off);
     return true;
 }
 

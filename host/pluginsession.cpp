@@ -96,16 +96,17 @@ QString PluginSession::pluginName() const
 }
 
 // The image lies where it lies in metres: its coordinates follow the database unit.
-void PluginSession::setDesign(const QString &name, double databaseUnitMetres)
+bool PluginSession::setDesign(const QString &name, double databaseUnitMetres)
 {
     if (m_hasDesign && name == m_designName && databaseUnitMetres == m_databaseUnitMetres)
-        return;
+        return false;
     if (databaseUnitMetres != m_databaseUnitMetres)
         m_background->rescale(m_databaseUnitMetres / databaseUnitMetres);
     m_designName = name;
     m_databaseUnitMetres = databaseUnitMetres;
     m_hasDesign = true;
     report(true);
+    return true;
 }
 
 void PluginSession::reportDesign()

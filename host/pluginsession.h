@@ -34,8 +34,8 @@ public:
     QString pluginName() const;
 
     /// Reports the design on the screen, now and after the start of a plugin. One that has the name
-    /// and the unit of the design before counts as the same: nothing is reported.
-    void setDesign(const QString &name, double databaseUnitMetres);
+    /// and the unit of the design before counts as the same: nothing is reported, returns false.
+    bool setDesign(const QString &name, double databaseUnitMetres);
     void reportView(const ViewTransform &view);
     /// Calls one of the plugin's public slots that take no arguments.
     bool invoke(const char *slot);

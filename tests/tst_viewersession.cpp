@@ -23,10 +23,15 @@ void TestViewerSession::designIsReportedUnitFirst()
     fixture.plugin->calls.clear();
     QVERIFY(fixture.open("OTHER", gdsii::rectangle(1, 0, 0, 9, 9)));
     QCOMPARE(fixture.plugin->calls, QStringList({ "units 1e-09", "alignClear", "name OTHER/TOP" }));
-    QVERIFY(fixture.open("OTHER", gdsii::rectangle(1, 0, 0, 9, 99))); // edited and loaded again
+    // Edited and loaded again: a pair that is being positioned goes on.
+    emit fixture.plugin->requestAlignManuel();
+    QVERIFY(fixture.open("OTHER", gdsii::rectangle(1, 0, 0, 9, 99)));
     QCOMPARE(fixture.plugin->calls.size(), 3);
+    QCOMPARE(fixture.view->alignMode()->mode(), viewer::AlignMode::Manual);
+    QVERIFY(fixture.open("TINY", gdsii::rectangle(1, 0, 0, 9, 9)));
+    QCOMPARE(fixture.view->alignMode()->mode(), viewer::AlignMode::Off);
     emit fixture.plugin->requestDesignName();
-    QCOMPARE(fixture.plugin->calls.last(), QString("name OTHER/TOP"));
+    QCOMPARE(fixture.plugin->calls.last(), QString("name TINY/TOP"));
 }
 
 void TestViewerSession::badDesignChangesNothing()
