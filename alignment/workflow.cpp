@@ -150,6 +150,8 @@ void backgroundSEM::getDesignName(QString name)
 
 bool backgroundSEM::canMoveStage(const QPointF &stage) const
 {
+    if (!sem)
+        return false;
     const double values[] = { stage.x(), stage.y(), sem->stageValue3, lastStageValue4,
                               sem->stageValue5 };
     for (size_t i = 0; i < sizeof values / sizeof values[0]; ++i)

@@ -30,7 +30,9 @@ backgroundSEM::~backgroundSEM()
     refreshTimer.stop();
     if (sem && sem->linkState > tescan::DataConnecting)
         save();
-    delete sem;
+    tescan *const link = sem;
+    sem = 0; // hosts ask even while the panel goes
+    delete link;
     if (panel)
         panel->hide();
     Handover::release(handler, QList<QPointer<QObject>>() << panel.data());

@@ -57,6 +57,7 @@ private slots:
     void deletedWithinSignal_data();
     void deletedWithinSignal();
     void deletedWhileTwoAreAtWork();
+    void askedWhileThePanelGoes();
     void windowGoesFirst();
 };
 
@@ -168,6 +169,25 @@ void TestHostBehaviour::deletedWhileTwoAreAtWork()
     };
     chooseByKey("imageSize")(host, microscope);
     SPIN_VERIFY(depth == 2 && !host.object && !host.panel);
+}
+
+void TestHostBehaviour::askedWhileThePanelGoes()
+{
+    PluginFixture host(LIBRARY_FILE);
+    QSettings().setValue("tescan/display", 0);
+    FakeMicroscope microscope;
+    QVERIFY(host.place(&microscope));
+    bool asked = false;
+    connect(host.panel, &QObject::destroyed, this, [&] {
+        asked = true;
+        QCOMPARE(host.plugin->getImage().width(), 512);
+        host.getPos();
+        host.call("stageToView");
+        host.plugin->getDesignName("chipA");
+        host.getView();
+    });
+    host.destroy();
+    QVERIFY(asked);
 }
 
 /// The window that took the panel is gone before the plugin, as at the end of a host.
