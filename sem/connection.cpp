@@ -67,10 +67,14 @@ void tescan::disconnected()
     // A receiver that connected again has new channels, which are not to be closed.
     if (!tell("disconnected...") || attempt != m_attempt)
         return;
-    dataSocket->disconnectFromHost();
-    if (alive)
+    // One that is still being opened would be closed only once it is open.
+    if (dataSocket->state() == QAbstractSocket::ConnectedState)
+        dataSocket->disconnectFromHost();
+    else
+        dataSocket->abort();
+    if (alive && attempt == m_attempt)
         controlSocket->disconnectFromHost();
-    if (alive)
+    if (alive && attempt == m_attempt)
         linkState = NotConnected;
 }
 

@@ -112,6 +112,9 @@ void tescan::rejectData(int start)
 
 void tescan::placeScanData(int start, int length)
 {
+    const int count = length - headerSize - runOffset;
+    if (count < 0)
+        return; // it does not even say where its pixels lie
     int pos = start + headerSize;
     getUint32Data(&pos);
     getInt32Data(&pos);
@@ -128,8 +131,7 @@ void tescan::placeScanData(int start, int length)
         if (scanning && (!tell("scanning...") || attempt != m_attempt))
             return;
     }
-    const int count = length - headerSize - runOffset;
-    if (scanSize < 1 || count <= 0)
+    if (scanSize < 1 || count == 0)
         return;
     writePixels(pos, count);
 }

@@ -27,8 +27,11 @@ private slots:
     void cutAnywhere();
     void lingeringHandlers_data();
     void lingeringHandlers();
+    void alwaysConnectingAnew_data();
     void alwaysConnectingAnew();
     void connectingAnewAtFrameStart();
+    void headerAlone();
+    void frameStart();
     void announcedFourGiB();
 };
 
@@ -184,12 +187,23 @@ void TestReception::lingeringHandlers()
     }
 }
 
+void TestReception::alwaysConnectingAnew_data()
+{
+    QTest::addColumn<bool>("patient");
+    QTest::newRow("at once") << false;
+    QTest::newRow("when both channels are closed") << true;
+}
+
 /// As a host does that wants to be connected whenever it can be.
 void TestReception::alwaysConnectingAnew()
 {
+    QFETCH(bool, patient);
     Wired wired(1);
-    QObject::connect(&wired.link, &tescan::setStatus, [&wired](const QString &text) {
-        if (text == "disconnected...")
+    const tescan &link = wired.link;
+    QObject::connect(&link, &tescan::setStatus, [&](const QString &text) {
+        const bool closed = link.controlSocket->state() == QAbstractSocket::UnconnectedState
+            && link.dataSocket->state() == QAbstractSocket::UnconnectedState;
+        if (text == "disconnected..." && (closed || !patient))
             wired.start();
     });
     QVERIFY(wired.up());
@@ -200,6 +214,7 @@ void TestReception::alwaysConnectingAnew()
         wired.microscope.forget();
         SPIN_VERIFY(wired.link.linkState == tescan::LinkUp
                     && wired.microscope.commands().contains("TcpGetSWVersion"));
+        QCOMPARE(wired.events.count("connecting data channel..."), 1);
         wired.events.clear();
         wired.microscope.scan(run(0, "07"));
         SPIN_COMPARE(wired.events, QStringList("image 07"));
@@ -218,6 +233,38 @@ void TestReception::connectingAnewAtFrameStart()
     wired.microscope.scan(run(0, "07") + run(0, "08"));
     SPIN_VERIFY(wired.events.contains("start scanning"));
     QCOMPARE(wired.events.filter("image"), QStringList()); // nothing was written
+}
+
+void TestReception::headerAlone()
+{
+    Wired wired(1);
+    QVERIFY(wired.up());
+    StandardOutput before;
+    wired.microscope.scan(message("Garbage"));
+    SPIN_COMPARE(wired.link.dataBuffer.size(), 32);
+    QCOMPARE(before.text(), QByteArray());
+    StandardOutput after;
+    wired.microscope.scan("x");
+    SPIN_COMPARE(wired.link.dataBuffer.size(), 0);
+    QVERIFY(after.text().endsWith("command data Garbage\n"));
+}
+
+/// Only the first pixel of a frame says that the scan command has been carried out.
+void TestReception::frameStart()
+{
+    Wired wired(1);
+    QVERIFY(wired.up());
+    wired.link.headerFlags = 9;
+    const QByteArray runs[] = { message("ScData", QByteArray(4, '\0')), run(1, "01"),
+                                run(0, "01") };
+    for (const QByteArray &bytes : runs) {
+        wired.events.clear();
+        wired.microscope.scan(bytes);
+        SPIN_COMPARE(wired.events.size(), 1);
+        wired.link.ScStopScan();
+    }
+    SPIN_COMPARE(wired.microscope.commands(),
+                 QStringList({ "ScStopScan[9]", "ScStopScan[9]", "ScStopScan" }));
 }
 
 void TestReception::announcedFourGiB()
