@@ -235,6 +235,7 @@ void TestPlugin::displayModes()
     QCOMPARE(host.plugin->getImage().pixel(0, 0), 0x00646464u);
     host.click("displayLive");
     QCOMPARE(host.plugin->getImage().pixel(0, 0), 0xFF202020);
+    SPIN_COMPARE(microscope.commands().last(), scanCommand(512, 500));
 }
 
 void TestPlugin::imageSize()
