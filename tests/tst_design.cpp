@@ -118,10 +118,11 @@ void TestDesign::badFileLeavesDesign()
 // The library behind the reader ends the process, or worse, on what it does not expect.
 void TestDesign::damagedFilesAreSurvived()
 {
-    const QByteArray whole = library(structure("A", square + path(2, 4, { 0, 0, 50, 0 }))
-                                     + structure("B",
-                                                 reference("A", 5, 5, transform(true, 2, 90))
-                                                     + array("A", 2, 2, { 0, 0, 90, 0, 0, 90 })));
+    const QByteArray whole =
+        library(structure("A", square + path(4, 4, { 0, 0, 50, 0 }, record(0x3003, { 9 })))
+                + structure("B",
+                            reference("A", 5, 5, transform(true, 2, 90))
+                                + array("A", 2, 2, { 0, 0, 90, 0, 0, 90 })));
     int loaded = 0;
     for (int i = 0; i < whole.size(); ++i) {
         QVERIFY2(!load(whole.left(i)), qPrintable(QString::number(i)));
