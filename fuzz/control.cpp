@@ -39,11 +39,12 @@ Outcome run(const QByteArray &stream, int cutCode)
         link.triggerTimer();
     }
     outcome.bytesLeft = link.receiveBuffer.size();
+    const Outcome beforeFlood = outcome;
     for (int fed = 0; cutCode == floodCode && fed < floodBytes; fed += pieceBytes) {
         feed.control(QByteArray(pieceBytes, 'x'));
         require(link.receiveBuffer.size() <= largestBuffer, "the receive buffer is bounded");
     }
-    return outcome;
+    return beforeFlood; // which completes a message that was cut short
 }
 } // namespace
 
