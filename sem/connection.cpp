@@ -68,10 +68,11 @@ void tescan::disconnected()
     if (!tell("disconnected...") || attempt != m_attempt)
         return;
     // One that is still being opened would be closed only once it is open.
-    if (dataSocket->state() == QAbstractSocket::ConnectedState)
-        dataSocket->disconnectFromHost();
-    else
+    const QAbstractSocket::SocketState state = dataSocket->state();
+    if (state == QAbstractSocket::HostLookupState || state == QAbstractSocket::ConnectingState)
         dataSocket->abort();
+    else
+        dataSocket->disconnectFromHost();
     if (alive && attempt == m_attempt)
         controlSocket->disconnectFromHost();
     if (alive && attempt == m_attempt)
