@@ -11,9 +11,14 @@ void Background::setImage(const QImage &image)
 
 void Background::setPlacement(const Placement &placement)
 {
-    m_placed = m_placed || placement.toTransform() != m_placement.toTransform();
     m_placement = placement;
     emit changed();
+}
+
+void Background::takePlacement(const Placement &placement)
+{
+    m_placed = m_placed || placement.toTransform() != m_placement.toTransform();
+    setPlacement(placement);
 }
 
 void Background::setOpacity(double opacity)

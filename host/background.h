@@ -33,6 +33,8 @@ public:
 
     void setImage(const QImage &image);
     void setPlacement(const Placement &placement);
+    /// The same, by the plugin, which leaves the values alone until it knows where the image lies.
+    void takePlacement(const Placement &placement);
     void setOpacity(double opacity);
     /// Converts everything to another database unit: coordinates are multiplied by `factor`.
     void rescale(double factor);

@@ -16,7 +16,7 @@ static void describe(QCommandLineParser *parser)
     parser->addPositionalArgument("layout", "GDSII file to open.", "[layout.gds]");
     parser->addOptions({
         { { "h", "help" }, "Shows this help." },
-        { "plugin", "Background plugin to load instead of the one beside the viewer.", "FILE" },
+        { "plugin", "Background plugin to load instead of the one built with the viewer.", "FILE" },
         { "settings", "Keeps the settings in FOLDER instead of the user's.", "FOLDER" },
         { "connect",
           "Connects to the microscope; without HOST:PORT to the one last used.\nAlso as plain "

@@ -97,18 +97,21 @@ void MainWindow::reloadDesign()
 {
     if (!m_design)
         return;
-    const ViewTransform before = m_view->view();
+    const ViewTransform view = m_view->view();
+    const auto before = m_design;
     openOrComplain(m_designPath);
-    m_view->setView(before);
+    if (m_design->name() == before->name()
+        && m_design->databaseUnitMetres() == before->databaseUnitMetres())
+        m_view->setView(view);
 }
 
 // In the middle of a pair the plugin would take the user's next click for the start of a new one.
 void MainWindow::bringBackAlignment()
 {
-    if (m_view->alignMode()->mode() == AlignMode::Off)
-        m_session.reportDesign();
-    else
+    if (m_session.isPairInWork())
         statusBar()->showMessage(tr("Finish the alignment step first."), hintMs);
+    else if (m_background.isShown())
+        m_session.reportDesign();
 }
 
 static QString droppedFile(const QMimeData *data)

@@ -47,7 +47,7 @@ bool PluginSession::attach(QObject *plugin)
     if (!m_interface)
         return false;
     m_plugin = plugin;
-    m_restored = false;
+    m_placed = m_pairInWork = false;
     connectPlugin();
     m_interface->init();
     reportDesign();
@@ -65,11 +65,11 @@ void PluginSession::connectPlugin()
         { SIGNAL(addWidget(QWidget *, QString)), SIGNAL(panelAdded(QWidget *, QString)) },
         { SIGNAL(removeWidget(QWidget *)), SIGNAL(panelRemoved(QWidget *)) },
         { SIGNAL(centerImage()), SLOT(centre()) },
-        { SIGNAL(requestAlignManuel()), SIGNAL(manualAlignmentRequested()) },
+        { SIGNAL(requestAlignManuel()), SLOT(startMoving()) },
         { SIGNAL(requestAlignAssist()), SIGNAL(assistedAlignmentRequested()) },
         { SIGNAL(requestCloneImage()), SIGNAL(cloneRequested()) },
         { SIGNAL(requestView()), SIGNAL(viewRequested()) },
-        { SIGNAL(requestDefaultMode()), SIGNAL(defaultModeRequested()) },
+        { SIGNAL(requestDefaultMode()), SLOT(stopMoving()) },
         { SIGNAL(requestDesignName()), SLOT(reportDesign()) },
     };
     for (const auto &connection : connections)
@@ -116,12 +116,15 @@ void PluginSession::reportDesign()
 
 // The unit first: the name brings back a stored alignment, which is checked with the unit. With
 // another design, and with the first one, the pairs at hand go: they must not be stored under its
-// name.
+// name. Before the first placement there are none, and it needs no name: that would keep it from
+// being made.
 void PluginSession::report(bool anotherDesign)
 {
     if (!m_interface || !m_hasDesign)
         return;
     m_interface->setDatabaseUnits(m_databaseUnitMetres);
+    if (anotherDesign && !m_placed)
+        return;
     m_reportingName = true;
     if (anotherDesign)
         invoke("alignClear");
@@ -145,7 +148,10 @@ void PluginSession::reportView(const ViewTransform &view)
 
 bool PluginSession::invoke(const char *slot)
 {
-    return m_plugin && QMetaObject::invokeMethod(m_plugin, slot);
+    m_invoking = true;
+    const bool invoked = m_plugin && QMetaObject::invokeMethod(m_plugin, slot);
+    m_invoking = false;
+    return invoked;
 }
 
 // A scan reports every few lines; the screen needs no more than 30 images a second.
@@ -173,7 +179,7 @@ void PluginSession::takePosition()
     Placement p = m_background->placement();
     m_interface->getPos(&p.x, &p.y, &p.scaleX, &p.scaleY, &p.shearH, &p.shearV, &p.rotationDegrees);
     m_takingPosition = false;
-    m_background->setPlacement(p);
+    m_background->takePlacement(p);
     if (m_imageTimer.isActive())
         fetchImage(); // the new values may be for an image of another size
     if (m_centreAfterPosition) {
@@ -187,23 +193,36 @@ void PluginSession::takePosition()
 // does not tell which of the two it was.
 void PluginSession::restoreOnce()
 {
+    m_pairInWork = false;
+    const bool again = m_placed;
+    m_placed = true;
     if (m_reportingName)
         return;
-    if (m_restored)
+    if (again)
         emit placedAnew();
     else
         reportDesign();
-    m_restored = true;
 }
 
-// The first placement asks for this before it has handed back the values, and with a new image.
+// The first placement asks for this before it has handed back the values.
 void PluginSession::centre()
 {
     m_centreAfterPosition = m_takingPosition;
-    if (m_takingPosition)
-        return;
-    fetchImage();
-    emit centreRequested();
+    if (!m_takingPosition)
+        emit centreRequested();
+}
+
+// The user's own wish to move the image by hand comes the same way, and is no pair.
+void PluginSession::startMoving()
+{
+    m_pairInWork = m_pairInWork || !m_invoking;
+    emit manualAlignmentRequested();
+}
+
+void PluginSession::stopMoving()
+{
+    m_pairInWork = false;
+    emit defaultModeRequested();
 }
 
 } // namespace viewer

@@ -37,6 +37,8 @@ public:
     /// and the unit of the design before counts as the same: nothing is reported, returns false.
     bool setDesign(const QString &name, double databaseUnitMetres);
     void reportView(const ViewTransform &view);
+    /// True from when the user starts an alignment pair until it is confirmed or given up.
+    bool isPairInWork() const { return m_pairInWork; }
     /// Calls one of the plugin's public slots that take no arguments.
     bool invoke(const char *slot);
 
@@ -58,6 +60,8 @@ signals:
 private slots:
     void noteImage();
     void takePosition();
+    void startMoving();
+    void stopMoving();
     void centre();
 
 private:
@@ -78,7 +82,9 @@ private:
     bool m_takingPosition = false;
     bool m_centreAfterPosition = false;
     bool m_reportingName = false; ///< the name follows, and with it the alignment
-    bool m_restored = false; ///< the alignment was asked for after the first placement
+    bool m_placed = false; ///< once at least; the alignment was asked for then
+    bool m_invoking = false;
+    bool m_pairInWork = false;
 };
 
 } // namespace viewer

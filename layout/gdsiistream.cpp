@@ -103,7 +103,7 @@ bool Checker::run()
 bool Checker::take(const Record &record)
 {
     const RecordRule *rule = ruleFor(recordRules, record.type);
-    if (!rule) // attributes, fonts, extensions: nothing that is drawn here
+    if (!rule) // attributes, fonts: nothing that is drawn here
         return m_state != Start || fail("the library does not begin");
     if (!record.fits(*rule))
         return fail(

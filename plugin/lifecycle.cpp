@@ -30,9 +30,8 @@ backgroundSEM::~backgroundSEM()
     refreshTimer.stop();
     if (sem && sem->linkState > tescan::DataConnecting)
         save();
-    tescan *const link = sem;
+    delete sem;
     sem = 0; // hosts ask even while the panel goes
-    delete link;
     if (panel)
         panel->hide();
     Handover::release(handler, QList<QPointer<QObject>>() << panel.data());

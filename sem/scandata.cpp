@@ -114,7 +114,7 @@ void tescan::placeScanData(int start, int length)
 {
     const int count = length - headerSize - runOffset;
     if (count < 0)
-        return; // it does not even say where its pixels lie
+        return; // it ends before its pixels would begin
     int pos = start + headerSize;
     getUint32Data(&pos);
     getInt32Data(&pos);

@@ -21,6 +21,7 @@ public:
     std::function<void(viewer::Placement *)> correct; ///< makes the answer of getPos
     QImage image;
     QWidget *panel = nullptr;
+    bool placed = false;
 
     ~StubPlugin() override { delete panel; }
     void init() override
@@ -59,6 +60,17 @@ public:
         emit posUpdate();
         correct = nullptr;
     }
+    /// Places the image as after connecting or "clear alignment".
+    void placeFirst(const viewer::Placement &placement)
+    {
+        placed = true;
+        correct = [this, placement](viewer::Placement *p) {
+            *p = placement;
+            emit centerImage();
+        };
+        emit posUpdate();
+        correct = nullptr;
+    }
     /// The seven values the host draws with now.
     QString drawnWith()
     {
@@ -83,7 +95,12 @@ signals:
 
 public slots:
     void alignAssist() { emit requestAlignAssist(); }
-    void alignClear() { calls << "alignClear"; }
+    void alignClear()
+    {
+        calls << "alignClear";
+        if (placed)
+            placeFirst(passed);
+    }
 };
 
 #endif

@@ -1,12 +1,15 @@
 // The contract between host and plugin, seen from the plugin.
 #include "tests/viewerfixture.h"
 
+#include <QAction>
+
 using viewer::Placement;
 
 class TestViewerSession : public QObject {
     Q_OBJECT
 private slots:
     void designIsReportedUnitFirst();
+    void alignmentIsBroughtBackBetweenPairs();
     void badDesignChangesNothing();
     void viewIsReported();
     void positionCarriesTheDrawnValues();
@@ -19,19 +22,53 @@ private slots:
 void TestViewerSession::designIsReportedUnitFirst()
 {
     ViewerFixture fixture;
-    QCOMPARE(fixture.plugin->calls, QStringList({ "units 1e-09", "name TINY/TOP" }));
-    fixture.plugin->calls.clear();
-    QVERIFY(fixture.open("OTHER", gdsii::rectangle(1, 0, 0, 9, 9)));
-    QCOMPARE(fixture.plugin->calls, QStringList({ "units 1e-09", "alignClear", "name OTHER/TOP" }));
+    QStringList &calls = fixture.plugin->calls;
+    const QSignalSpy placedAnew(fixture.window.session(), SIGNAL(placedAnew()));
+    const auto opened = [&](const char *name) {
+        calls.clear();
+        return fixture.open(name, gdsii::rectangle(1, 0, 0, 9, 9));
+    };
+    QCOMPARE(calls, QStringList({ "units 1e-09", "name TINY/TOP" }));
+    QVERIFY(opened("EARLY")); // the first placement is still to come, and with it the name
+    QCOMPARE(calls, QStringList("units 1e-09"));
+    fixture.plugin->placeFirst({ 1, 2, 3, 4, 0, 0, 0 });
+    QCOMPARE(calls, QStringList({ "units 1e-09", "units 1e-09", "name EARLY/TOP" }));
+    QVERIFY(opened("OTHER"));
+    QCOMPARE(calls, QStringList({ "units 1e-09", "alignClear", "name OTHER/TOP" }));
+    QCOMPARE(placedAnew.size(), 0);
     // Edited and loaded again: a pair that is being positioned goes on.
     emit fixture.plugin->requestAlignManuel();
-    QVERIFY(fixture.open("OTHER", gdsii::rectangle(1, 0, 0, 9, 99)));
-    QCOMPARE(fixture.plugin->calls.size(), 3);
+    QVERIFY(opened("OTHER"));
+    QVERIFY(calls.isEmpty());
     QCOMPARE(fixture.view->alignMode()->mode(), viewer::AlignMode::Manual);
-    QVERIFY(fixture.open("TINY", gdsii::rectangle(1, 0, 0, 9, 9)));
+    QVERIFY(opened("TINY"));
     QCOMPARE(fixture.view->alignMode()->mode(), viewer::AlignMode::Off);
     emit fixture.plugin->requestDesignName();
-    QCOMPARE(fixture.plugin->calls.last(), QString("name TINY/TOP"));
+    QCOMPARE(calls.last(), QString("name TINY/TOP"));
+    fixture.plugin->placeFirst({ 1, 2, 3, 4, 0, 0, 0 }); // after a reconnect
+    QCOMPARE(placedAnew.size(), 1);
+}
+
+// In the middle of a pair the plugin would take the user's next click for the start of a new one.
+void TestViewerSession::alignmentIsBroughtBackBetweenPairs()
+{
+    ViewerFixture fixture;
+    const auto broughtBack = [&fixture] {
+        fixture.plugin->calls.clear();
+        for (QAction *action : fixture.window.findChildren<QAction *>())
+            if (action->shortcut() == QKeySequence("B"))
+                action->trigger();
+        return !fixture.plugin->calls.isEmpty();
+    };
+    QVERIFY(!broughtBack());
+    fixture.show(plain(4, 0xff808080), { 1, 2, 3, 4, 0, 0, 0 });
+    QVERIFY(broughtBack());
+    emit fixture.plugin->requestAlignManuel();
+    QVERIFY(!broughtBack());
+    QTest::keyClick(fixture.view, Qt::Key_Escape);
+    QVERIFY(!broughtBack());
+    emit fixture.plugin->requestDefaultMode();
+    QVERIFY(broughtBack());
 }
 
 void TestViewerSession::badDesignChangesNothing()
@@ -75,7 +112,8 @@ void TestViewerSession::firstDesignComesLate()
     viewer::MainWindow window;
     auto *plugin = new StubPlugin;
     window.session()->attach(plugin);
-    plugin->place({ 1000, 2000, 3, 4, 0, 0, 0 });
+    plugin->placeFirst({ 1000, 2000, 3, 4, 0, 0, 0 });
+    plugin->placed = false; // stays where it is
     window.session()->setDesign("coarse", 1e-8);
     QCOMPARE(plugin->calls, QStringList({ "units 1e-08", "alignClear", "name coarse" }));
     QCOMPARE(plugin->drawnWith(), QString("100 200 0.3 0.4 0 0 0"));
