@@ -43,11 +43,10 @@ int main(int argc, char **argv)
     const QString only = parser.value("only");
     if (!only.isEmpty() && !QStringList({ "throughput", "pace", "memory" }).contains(only))
         return refuse("--only", only);
-    if (only.isEmpty() || only == "throughput")
-        if (!reportThroughput(qMax(1, parser.value("runs").toInt()), parser.value("frame").toInt(),
-                              parser.value("message").toInt()))
-            return refuse("--frame, --message",
-                          parser.value("frame") + ", " + parser.value("message"));
+    if ((only.isEmpty() || only == "throughput")
+        && !reportThroughput(qMax(1, parser.value("runs").toInt()), parser.value("frame").toInt(),
+                             parser.value("message").toInt()))
+        return refuse("--frame, --message", parser.value("frame") + ", " + parser.value("message"));
     if (only.isEmpty() || only == "pace")
         reportPace(&application, qMax(1, parser.value("seconds").toInt()));
     if (only.isEmpty() || only == "memory")

@@ -123,12 +123,13 @@ void PluginSession::report(bool anotherDesign)
     if (!m_interface || !m_hasDesign)
         return;
     m_interface->setDatabaseUnits(m_databaseUnitMetres);
-    if (anotherDesign && !m_placed)
-        return;
-    m_reportingName = true;
-    if (anotherDesign)
+    if (anotherDesign) {
+        if (!m_placed)
+            return;
+        m_reportingName = true;
         invoke("alignClear");
-    m_reportingName = false;
+        m_reportingName = false;
+    }
     m_interface->getDesignName(m_designName);
 }
 
