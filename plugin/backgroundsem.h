@@ -101,14 +101,14 @@ private:
     static const int pairCount = 3;
     static const int refreshMs = 5000; ///< after the last getImage(), until the host is reminded
 
-    // Lifecycle and settings (plugin/).
+    // Lifecycle and settings.
     int restoreScan(QSettings &settings, int *dwellNs, int *detector);
     void restorePanel(QSettings &settings, int dwellNs, int scanSize);
     void restoreAlignments(const QSettings &settings);
     void save();
     void wire();
 
-    // Image composition (plugin/).
+    // Image composition.
     bool isPlaced() const
     {
         return alignState > StateViewNoted;
@@ -116,7 +116,7 @@ private:
     void enableLiveWidgets(bool enabled);
     int selectedDisplayMode() const;
 
-    // Stage map (alignment/).
+    // Stage map.
     void createStageMap(QPointF stage, QPointF design);
     void createStageMap(QPointF stage1, QPointF design1, QPointF stage2, QPointF design2);
     void createStageMap();
@@ -124,7 +124,7 @@ private:
                         const QPointF &firstDesign);
     void showStatus(const QString &text);
 
-    // Alignment workflow (alignment/).
+    // Alignment workflow.
     bool canMoveStage(const QPointF &stage) const; ///< whether all five values are finite
     void moveStage(QPointF stage); ///< to a position in mm
     void alignRow(int pair);
@@ -134,7 +134,7 @@ private:
     void enableRow(int pair, bool enabled);
     void enableClear(bool enabled);
 
-    // View placement (alignment/).
+    // View placement.
     struct HostValues;
     double nominalPixelSize() const; ///< database units per pixel of the microscope's image
     QPointF designUnderStage() const;

@@ -15,5 +15,5 @@ qt_test(tst_library pluginfixture)
 qt_test(tst_plugin pluginfixture)
 qt_test(tst_alignment pluginfixture)
 # The alignment icons lie among the host's resources.
-target_sources(tst_alignment PRIVATE ${CMAKE_SOURCE_DIR}/host/resources.qrc)
+target_sources(tst_alignment PRIVATE ${CMAKE_SOURCE_DIR}/hosting/resources.qrc)
 target_compile_definitions(tst_panel PRIVATE SEM_SUPPORT_ADDRESS="${SEM_SUPPORT_ADDRESS}")
