@@ -1,0 +1,76 @@
+// What the user sees of the alignment modes.
+#include "hosting/alignmode.h"
+#include "hosting/background.h"
+#include "hosting/view.h"
+
+#include <QColor>
+#include <QPainter>
+#include <QPainterPath>
+
+namespace hosting {
+
+QString AlignMode::title() const
+{
+    return m_mode == Manual ? tr("Manual alignment") : tr("Assisted alignment");
+}
+
+QString AlignMode::instruction() const
+{
+    if (m_mode == Off)
+        return QString();
+    if (m_mode == Manual)
+        return tr(
+            "Drag: move \u00b7 Ctrl+drag: turn \u2194 scale \u2195 \u00b7 Arrows: nudge \u00b7 "
+            "Esc: leave");
+    if (m_missed)
+        return tr("That point is not on the image. Click a point in the image \u00b7 Esc: leave");
+    return m_havePixel ? tr("2 of 2: click the design point where it belongs \u00b7 Esc: leave")
+                       : tr("1 of 2: click a point in the image \u00b7 Esc: leave");
+}
+
+QColor AlignMode::colour() const
+{
+    return m_mode == Manual ? QColor(255, 160, 0) : QColor(0, 190, 165);
+}
+
+static void addMark(QPainterPath *path, const QPointF &screen)
+{
+    path->addEllipse(screen, 9, 9);
+    for (const QPointF &arm : { QPointF(14, 0), QPointF(0, 14) }) {
+        path->moveTo(screen - arm);
+        path->lineTo(screen + arm);
+    }
+}
+
+// A dark edge keeps the lines visible on bright images.
+static void strokeOnDark(QPainter *painter, const QPainterPath &path, const QColor &colour)
+{
+    painter->strokePath(path, QPen(QColor(0, 0, 0, 150), 4));
+    painter->strokePath(path, QPen(colour, 2));
+}
+
+void AlignMode::paint(QPainter *painter, const View &view) const
+{
+    if (m_mode == Off || !m_background->isShown())
+        return;
+    const QTransform toScreen = view.toScreen();
+    // The frame of an image that is far larger than the screen has coordinates beyond all painting.
+    const QRectF nearby = QRectF(QPointF(), QSizeF(view.size)).adjusted(-20, -20, 20, 20);
+    QPainterPath path;
+    path.addPolygon(toScreen.map(m_background->outline()).intersected(QPolygonF(nearby)));
+    path.closeSubpath();
+    if (m_drag == Undecided || m_drag == Turning || m_drag == Scaling)
+        addMark(&path, toScreen.map(m_pivot));
+    if (m_havePixel) {
+        const QPointF chosen = toScreen.map(m_background->placement().toTransform().map(m_pixel));
+        addMark(&path, chosen);
+        path.moveTo(chosen);
+        path.lineTo(toScreen.map(m_lastDesign));
+    }
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing);
+    strokeOnDark(painter, path, colour());
+    painter->restore();
+}
+
+} // namespace hosting

@@ -1,0 +1,85 @@
+#ifndef HOSTING_CANVASOVERLAY_H
+#define HOSTING_CANVASOVERLAY_H
+
+#include "hosting/imagepainter.h"
+
+#include <QObject>
+#include <QPointF>
+#include <QPointer>
+#include <QRegion>
+#include <QWidget>
+
+class QPaintEvent;
+class QPainter;
+
+namespace hosting {
+
+class AlignMode;
+class Background;
+class PluginSession;
+
+/// Paints the live image and the marks of the alignment modes on a canvas that knows nothing of
+/// them, and gives the modes its mouse and keys first. The canvas is any widget that paints itself;
+/// what it painted last is kept, so that a new image costs no repaint of the design.
+class CanvasOverlay : public QObject {
+    Q_OBJECT
+public:
+    /// All three must outlive this object.
+    CanvasOverlay(PluginSession *session, Background *background, AlignMode *mode);
+    ~CanvasOverlay() override;
+
+    /// The canvas that shows the session's view; null for none.
+    void setCanvas(QWidget *canvas);
+    QWidget *canvas() const { return m_canvas; }
+
+    void setStyle(const DrawingStyle &style);
+    const DrawingStyle &style() const { return m_style; }
+    /// The canvas's colour where there is no design; the palette's base if invalid, the default.
+    void setGround(const QColor &ground);
+    /// By how much the canvas draws a design point off the place where Qt's painter puts it, in
+    /// device pixels.
+    void setSamplingOffset(const QPointF &pixels);
+    /// Shows the image alone while true.
+    void setDesignOff(bool off);
+    /// The key that does it while it is held, with the focus on the canvas; 0 for none.
+    void setDesignOffKey(int key) { m_designOffKey = key; }
+
+    /// Repaints what the live image covers, or covered last.
+    void update();
+
+signals:
+    void painted(); ///< a picture is on the canvas
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    bool handleInput(QEvent *event);
+    bool handleKey(QEvent *event);
+    void paint(QPaintEvent *event);
+    void keepPicture(const QRegion &region, QPaintEvent *event);
+    QColor ground() const;
+    QImage composed(const QRect &area) const;
+    void paintTexts(QPainter *painter) const;
+    QRect coveredArea() const;
+    bool changesDesign() const { return m_designOff || m_style.designOpacity < 1; }
+
+    PluginSession *m_session;
+    Background *m_background;
+    AlignMode *m_mode;
+    QPointer<QWidget> m_canvas;
+    DrawingStyle m_style;
+    QColor m_ground;
+    QPointF m_samplingOffset;
+    bool m_designOff = false;
+    int m_designOffKey = 0;
+
+    QImage m_picture; ///< what the canvas painted last, without us
+    QRegion m_asked; ///< by us, without the canvas having changed
+    QRect m_covered; ///< by image and marks when they were painted last
+    bool m_painting = false;
+};
+
+} // namespace hosting
+
+#endif

@@ -1,0 +1,75 @@
+#include "hosting/controlpanel.h"
+
+#include <QAbstractButton>
+#include <QComboBox>
+#include <QCoreApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QSpinBox>
+#include <QStackedWidget>
+
+namespace hosting {
+
+static const char *const scanLists[] = { "dwellTime", "imageSize" };
+
+template <typename Widget> static Widget *find(QWidget *panel, const char *name)
+{
+    return panel ? panel->findChild<Widget *>(name) : nullptr;
+}
+
+QStackedWidget *ControlPanel::pages() const
+{
+    return find<QStackedWidget>(m_panel, "stackedWidget");
+}
+
+bool ControlPanel::showsConnectionPage() const
+{
+    return pages() && pages()->currentIndex() == 0;
+}
+
+bool ControlPanel::showsOperatingPage() const
+{
+    return pages() && pages()->currentIndex() == 1;
+}
+
+bool ControlPanel::saysAlignmentComplete() const
+{
+    const auto *status = find<QLabel>(m_panel, "statusDisplay");
+    const auto *third = find<QAbstractButton>(m_panel, "align3"); // open once there are two pairs
+    return status && third && third->isEnabled()
+        && status->text() == QCoreApplication::translate("backgroundSEM", "alignment complete");
+}
+
+void ControlPanel::setAddress(const QString &host, int port)
+{
+    if (auto *edit = find<QLineEdit>(m_panel, "host"))
+        edit->setText(host);
+    if (auto *box = find<QSpinBox>(m_panel, "port"))
+        box->setValue(port);
+}
+
+bool ControlPanel::press(const char *button)
+{
+    auto *found = find<QAbstractButton>(m_panel, button);
+    if (found)
+        found->click();
+    return found;
+}
+
+QStringList ControlPanel::scanSettings() const
+{
+    QStringList texts;
+    for (const char *list : scanLists)
+        if (const auto *box = find<QComboBox>(m_panel, list))
+            texts << box->currentText();
+    return texts;
+}
+
+void ControlPanel::setScanSettings(const QStringList &texts)
+{
+    for (int i = 0; i < texts.size(); ++i)
+        if (auto *box = find<QComboBox>(m_panel, scanLists[i]))
+            box->setCurrentText(texts[i]);
+}
+
+} // namespace hosting

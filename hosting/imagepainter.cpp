@@ -1,0 +1,128 @@
+#include "hosting/imagepainter.h"
+
+#include <QPainter>
+#include <QTransform>
+
+#include <cmath>
+
+namespace hosting {
+
+// The image pixels in the window with a margin for interpolation; empty when there are none.
+static QRect visiblePixels(const QImage &image, const QTransform &toWindow, const QRect &window)
+{
+    bool invertible = false;
+    const QTransform toImage = toWindow.inverted(&invertible);
+    if (!invertible)
+        return QRect();
+    const QRectF part = toImage.mapRect(QRectF(window)).intersected(QRectF(image.rect()));
+    return part.isEmpty() ? QRect()
+                          : part.toAlignedRect().adjusted(-2, -2, 2, 2).intersected(image.rect());
+}
+
+// Interpolating reads four image pixels for each on the screen. That pays while the image is
+// magnified moderately; far in, the user wants to see the microscope's pixels as they are.
+static bool wantsInterpolation(double screenPerImagePixel)
+{
+    return screenPerImagePixel > 0.5 && screenPerImagePixel < 6;
+}
+
+void paintImage(QPainter *painter, const QImage &image, const QTransform &toWindow,
+                const QRect &window)
+{
+    const QRect pixels = visiblePixels(image, toWindow, window);
+    if (pixels.isEmpty())
+        return;
+    painter->save();
+    painter->setRenderHint(QPainter::SmoothPixmapTransform,
+                           wantsInterpolation(std::sqrt(std::abs(toWindow.determinant()))));
+    painter->setTransform(toWindow, true);
+    painter->drawImage(QRectF(pixels), image, QRectF(pixels));
+    painter->restore();
+}
+
+namespace {
+
+/// `share` (0 to 256) of `top`, the rest of `bottom`.
+QRgb mixed(QRgb top, QRgb bottom, uint share)
+{
+    const uint rest = 256 - share;
+    const uint redBlue = ((top & 0xFF00FF) * share + (bottom & 0xFF00FF) * rest) >> 8 & 0xFF00FF;
+    const uint green = ((top & 0x00FF00) * share + (bottom & 0x00FF00) * rest) >> 8 & 0x00FF00;
+    return 0xFF000000 | redBlue | green;
+}
+
+/// A premultiplied pixel, as opaque as `share` says, over an opaque one.
+QRgb over(QRgb pixel, QRgb below, uint share)
+{
+    const int alpha = qAlpha(pixel);
+    if (alpha == 0)
+        return below;
+    return alpha == 255 ? mixed(pixel, below, share)
+                        : mixed(qUnpremultiply(pixel), below, uint(alpha) * share / 255);
+}
+
+QRgb product(QRgb one, QRgb other, bool onDark)
+{
+    const auto channel = [onDark](int a, int b) {
+        return onDark ? 255 - (255 - a) * (255 - b) / 255 : a * b / 255;
+    };
+    return qRgb(channel(qRed(one), qRed(other)), channel(qGreen(one), qGreen(other)),
+                channel(qBlue(one), qBlue(other)));
+}
+
+/// One way of putting a row together; the ways differ in the order of image and design.
+struct Blender {
+    QRgb ground;
+    uint imageShare, designShare; ///< of 256
+    bool onDark;
+
+    QRgb design(QRgb canvas, QRgb below) const
+    {
+        return (canvas | 0xFF000000) == ground ? below : mixed(canvas, below, designShare);
+    }
+    QRgb behind(QRgb canvas, QRgb image) const
+    {
+        return design(canvas, over(image, ground, imageShare));
+    }
+    QRgb above(QRgb canvas, QRgb image) const
+    {
+        return over(image, design(canvas, ground), imageShare);
+    }
+    QRgb multiplied(QRgb canvas, QRgb image) const
+    {
+        const QRgb below = design(canvas, ground);
+        if (qAlpha(image) == 0)
+            return below;
+        const QRgb opaque = qUnpremultiply(image);
+        return mixed(product(opaque, below, onDark), below, uint(qAlpha(image)) * imageShare / 255);
+    }
+};
+
+template <typename Pixel> void forEachPixel(QImage *canvas, const QImage &layer, Pixel pixel)
+{
+    for (int y = 0; y < canvas->height(); ++y) {
+        auto *out = reinterpret_cast<QRgb *>(canvas->scanLine(y));
+        const auto *image = reinterpret_cast<const QRgb *>(layer.constScanLine(y));
+        for (int x = 0; x < canvas->width(); ++x)
+            out[x] = pixel(out[x], image[x]);
+    }
+}
+
+} // namespace
+
+void blend(QImage *canvas, const QImage &layer, const QColor &ground, const DrawingStyle &style)
+{
+    const Blender blender = { ground.rgb(), uint(qRound(256 * style.imageOpacity)),
+                              uint(qRound(256 * style.designOpacity)), ground.lightness() < 128 };
+    const auto behind = [&](QRgb c, QRgb i) { return blender.behind(c, i); };
+    const auto above = [&](QRgb c, QRgb i) { return blender.above(c, i); };
+    const auto multiplied = [&](QRgb c, QRgb i) { return blender.multiplied(c, i); };
+    if (style.order == DrawingStyle::Behind)
+        forEachPixel(canvas, layer, behind);
+    else if (style.order == DrawingStyle::Above)
+        forEachPixel(canvas, layer, above);
+    else
+        forEachPixel(canvas, layer, multiplied);
+}
+
+} // namespace hosting

@@ -1,0 +1,37 @@
+#ifndef HOSTING_IMAGEPAINTER_H
+#define HOSTING_IMAGEPAINTER_H
+
+#include <QColor>
+#include <QImage>
+
+class QPainter;
+class QTransform;
+
+namespace hosting {
+
+/// How image and design are put together.
+struct DrawingStyle {
+    enum Order {
+        Behind, ///< where the canvas shows its own colour
+        Above, ///< over everything
+        Multiplied ///< both darken; on a dark canvas both lighten, or nothing would be seen
+    };
+    Order order = Behind;
+    double imageOpacity = 1; ///< 0 to 1, like the next
+    double designOpacity = 1;
+};
+
+/// Draws the part of `image` that lies within the painter's `window`, in window coordinates; the
+/// time it takes depends on that part, not on the size of the image. `toWindow` maps image pixels;
+/// one that cannot be inverted draws nothing.
+void paintImage(QPainter *painter, const QImage &image, const QTransform &toWindow,
+                const QRect &window);
+
+/// Puts `layer` (premultiplied, what was painted of the image) and `canvas` (what the host's canvas
+/// painted, with the colour `ground` where it shows no design) together, into `canvas`. Both have
+/// 32 bits a pixel and the same size.
+void blend(QImage *canvas, const QImage &layer, const QColor &ground, const DrawingStyle &style);
+
+} // namespace hosting
+
+#endif

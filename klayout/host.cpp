@@ -1,0 +1,245 @@
+#include "klayout/host.h"
+#include "klayout/clonefile.h"
+
+#include <QCoreApplication>
+#include <QRadioButton>
+#include <QScrollArea>
+#include <QScrollBar>
+
+namespace klayout {
+
+using hosting::AlignMode;
+
+// KLayout takes the pixel whose corner is next to a point, Qt's painter the one whose area holds
+// it.
+static const QPointF samplingOffset(0.5, -0.5);
+
+Host::Host(QMainWindow *window, const Event &event)
+    : m_window(window)
+    , m_event(event)
+    , m_session(&m_background)
+    , m_mode(&m_background)
+    , m_overlay(&m_session, &m_background, &m_mode)
+    , m_imageDock(new ImageDock)
+{
+    m_overlay.setSamplingOffset(samplingOffset);
+    m_overlay.setDesignOffKey(Qt::Key_D);
+    connectSession();
+    connectDock();
+    m_docks[1] = addDock("semImageDock", tr("SEM image"), m_imageDock);
+    // KLayout's scripts can end it with only one of the two.
+    connect(qApp, &QCoreApplication::aboutToQuit, this, &Host::stop);
+    connect(window, &QObject::destroyed, this, &Host::stop);
+}
+
+Host::~Host()
+{
+    stop();
+    for (QPointer<QDockWidget> &dock : m_docks)
+        delete dock;
+}
+
+bool Host::start(const QString &library, QString *error)
+{
+    // The plugin's settings need names; KLayout gives its application one, and no organisation.
+    if (QCoreApplication::organizationName().isEmpty())
+        QCoreApplication::setOrganizationName("klayout");
+    return m_session.load(library, error);
+}
+
+void Host::stop()
+{
+    m_overlay.setCanvas(nullptr);
+    m_session.stop();
+}
+
+// KLayout restores where its docks were after its scripts have run.
+void Host::arrangeDocks()
+{
+    if (auto *cells = m_window->findChild<QDockWidget *>("hp_dock_widget"))
+        for (QDockWidget *dock : m_docks)
+            if (dock)
+                m_window->tabifyDockWidget(cells, dock);
+    if (m_docks[0])
+        m_docks[0]->raise();
+}
+
+void Host::connectSession()
+{
+    using hosting::PluginSession;
+    connect(&m_session, &PluginSession::panelAdded, this, &Host::addPanel);
+    connect(&m_session, &PluginSession::panelRemoved, this, &Host::removePanel);
+    connect(&m_session, &PluginSession::viewRequested, this,
+            [this] { m_event("view", QString()); });
+    connect(&m_session, &PluginSession::centreRequested, this, &Host::centreOnImage);
+    connect(&m_session, &PluginSession::cloneRequested, this,
+            [this] { m_event("clone", QString()); });
+    connect(&m_session, &PluginSession::manualAlignmentRequested, this,
+            [this] { m_mode.setMode(AlignMode::Manual); });
+    connect(&m_session, &PluginSession::assistedAlignmentRequested, this,
+            [this] { m_mode.setMode(AlignMode::Assisted); });
+    connect(&m_session, &PluginSession::defaultModeRequested, this,
+            [this] { m_mode.setMode(AlignMode::Off); });
+    connect(&m_mode, &AlignMode::modeChanged, this,
+            [this] { m_event("mode", QString::number(m_mode.mode())); });
+}
+
+void Host::connectDock()
+{
+    connect(m_imageDock, &ImageDock::styleChanged, this,
+            [this] { m_overlay.setStyle(m_imageDock->style()); });
+    connect(m_imageDock, &ImageDock::designOffChanged, &m_overlay,
+            &hosting::CanvasOverlay::setDesignOff);
+    connect(m_imageDock, &ImageDock::outlineOnlyChanged, this,
+            [this](bool on) { m_event("outline", on ? "1" : "0"); });
+    connect(m_imageDock, &ImageDock::tabWanted, this, [this] { m_event("tab", QString()); });
+    connect(m_imageDock, &ImageDock::cloneShown, this, [this](const QString &id, bool visible) {
+        m_event("clone-show", id + (visible ? " 1" : " 0"));
+    });
+    connect(m_imageDock, &ImageDock::cloneToSave, this,
+            [this](const QString &id) { m_event("clone-save", id); });
+    connect(m_imageDock, &ImageDock::cloneToRemove, this,
+            [this](const QString &id) { m_event("clone-remove", id); });
+}
+
+QDockWidget *Host::addDock(const QString &name, const QString &title, QWidget *content)
+{
+    auto *dock = new QDockWidget(title, m_window);
+    dock->setObjectName(name); // the key under which its place is saved
+    dock->setWidget(content);
+    m_window->addDockWidget(Qt::LeftDockWidgetArea, dock);
+    return dock;
+}
+
+// The panel is taller than many screens.
+void Host::addPanel(QWidget *panel, const QString &name)
+{
+    const QSize wanted = panel->size();
+    auto *area = new QScrollArea;
+    area->setFrameShape(QFrame::NoFrame);
+    area->setWidget(panel);
+    area->setWidgetResizable(true);
+    area->setMinimumWidth(qMax(wanted.width(), panel->minimumSizeHint().width())
+                          + area->verticalScrollBar()->sizeHint().width());
+    m_panel = panel;
+    if (m_docks[0]) {
+        delete m_docks[0]->widget();
+        m_docks[0]->setWidget(area);
+        m_docks[0]->setWindowTitle(name);
+    } else {
+        m_docks[0] = addDock("semPanelDock", name, area);
+    }
+}
+
+// Back to the plugin, which owns it, before its place goes. The dock waits for the next one.
+void Host::removePanel()
+{
+    if (m_panel)
+        m_panel->setParent(nullptr);
+    m_panel = nullptr;
+}
+
+bool Host::takeCanvas()
+{
+    QWidget *shown = nullptr;
+    for (QWidget *canvas : m_window->findChildren<QWidget *>("canvas"))
+        if (canvas->isVisible())
+            shown = canvas;
+    m_overlay.setCanvas(shown);
+    updateView();
+    return shown;
+}
+
+void Host::setView(double magnification, const QPointF &origin, const QSize &viewport)
+{
+    m_magnification = magnification;
+    m_origin = origin;
+    m_viewport = viewport;
+    updateView();
+}
+
+// On screens with a scale factor KLayout may count other pixels than the widget does.
+void Host::updateView()
+{
+    hosting::View view;
+    const QWidget *canvas = m_overlay.canvas();
+    const double unit = m_session.design().databaseUnitMetres * 1e6;
+    if (canvas && unit > 0 && m_viewport.width() > 0 && m_magnification > 0) {
+        const double perViewportPixel = double(canvas->width()) / m_viewport.width();
+        view.zoom = m_magnification * unit * perViewportPixel;
+        view.centre = (QPointF(m_viewport.width() / 2.0, m_viewport.height() / 2.0) - m_origin)
+            / (m_magnification * unit);
+        view.size = canvas->size();
+    }
+    m_session.setView(view);
+}
+
+void Host::setDesign(const hosting::Design &design)
+{
+    m_session.setDesign(design);
+    updateView();
+}
+
+void Host::setMode(AlignMode::Mode mode)
+{
+    if (mode != m_mode.mode())
+        m_mode.setMode(mode);
+}
+
+void Host::centreOnImage()
+{
+    if (!m_background.isShown())
+        return;
+    const QPointF centre = m_background.centre() * m_session.design().databaseUnitMetres * 1e6;
+    m_event("centre",
+            QString::number(centre.x(), 'g', 17) + ' ' + QString::number(centre.y(), 'g', 17));
+}
+
+void Host::act(const QString &action)
+{
+    if (action == "hand")
+        m_session.invoke("alignManuel");
+    else if (action == "clicks")
+        m_session.invoke("alignAssist");
+    else if (action == "centre")
+        centreOnImage();
+    else if (action == "clone")
+        m_session.invoke("cloneImage");
+    else if (action == "bringBack" && !m_session.bringBackAlignment())
+        warn(m_session.isPairInWork() ? tr("Finish the alignment step first.")
+                                      : tr("No alignment is stored for this design."));
+}
+
+void Host::connectTo(const QString &host, int port)
+{
+    m_session.panel()->setAddress(host, port);
+    m_session.panel()->press("displayLive");
+    m_session.panel()->press("connectButton");
+}
+
+QString Host::writeClone(const QString &file)
+{
+    const auto *live = m_panel ? m_panel->findChild<QRadioButton *>("displayLive") : nullptr;
+    if (!m_background.isShown() || !live || !live->isChecked())
+        return QString();
+    const QSizeF half = QSizeF(m_background.image().size()) / 2;
+    const double unit = m_session.design().databaseUnitMetres * 1e6;
+    Clone clone;
+    clone.image = m_background.image();
+    clone.toMicrometres = QTransform(1, 0, 0, -1, half.width(), half.height())
+        * m_background.placement().toTransform() * QTransform::fromScale(unit, unit);
+    clone.time = QDateTime::currentDateTime();
+    clone.design = m_session.design().name;
+    QString error;
+    if (!klayout::writeClone(file, clone, &error)) {
+        warn(error);
+        return QString();
+    }
+    const QTransform &m = clone.toMicrometres;
+    QStringList values;
+    for (double value : { m.m11(), m.m12(), m.m21(), m.m22(), m.dx(), m.dy() })
+        values << QString::number(value, 'g', 17);
+    return values.join(' ');
+}
+
+} // namespace klayout

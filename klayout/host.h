@@ -1,0 +1,91 @@
+#ifndef KLAYOUT_HOST_H
+#define KLAYOUT_HOST_H
+
+#include "hosting/alignmode.h"
+#include "hosting/background.h"
+#include "hosting/canvasoverlay.h"
+#include "hosting/pluginsession.h"
+#include "klayout/imagedock.h"
+
+#include <QDockWidget>
+#include <QMainWindow>
+#include <QPointer>
+
+#include <functional>
+
+namespace klayout {
+
+/// KLayout's main window as a host of the background plugin: the docks, the canvas with the image,
+/// the modes. What only KLayout's scripts can do goes out as events:
+///
+///     event          argument
+///     view           bring the tab with the image to the front and report its view
+///     centre         x y in micrometres: centre the view there
+///     mode           0, 1 or 2: which tool is in use, as sem_set_mode()
+///     clone          keep the live image as an image of the layout
+///     outline        0 or 1: layers without fill
+///     tab            show the image in the tab in front
+///     clone-show     id, 0 or 1
+///     clone-save     id
+///     clone-remove   id
+///     message        text for the status bar
+///     warning        text for a message box
+class Host : public QObject {
+    Q_OBJECT
+public:
+    using Event = std::function<void(const char *name, const QString &argument)>;
+
+    Host(QMainWindow *window, const Event &event);
+    ~Host() override;
+
+    bool start(const QString &library, QString *error);
+    void stop();
+
+    /// Puts the docks where they are at first: beside the cell tree, as tabs.
+    void arrangeDocks();
+
+    /// Finds the canvas that is on the screen; false if there is none.
+    bool takeCanvas();
+    void setView(double magnification, const QPointF &origin, const QSize &viewport);
+    void setDesign(const hosting::Design &design);
+    void setMode(hosting::AlignMode::Mode mode);
+    void act(const QString &action);
+    void connectTo(const QString &host, int port);
+    /// The live image's matrix for KLayout, written to `file` with the image; nothing, with a
+    /// warning where there is more to say than that there is no image, if it cannot.
+    QString writeClone(const QString &file);
+
+    hosting::PluginSession *session() { return &m_session; }
+    hosting::Background *background() { return &m_background; }
+    hosting::CanvasOverlay *overlay() { return &m_overlay; }
+    ImageDock *dock() { return m_imageDock; }
+    void warn(const QString &text) { m_event("warning", text); }
+
+private:
+    QDockWidget *addDock(const QString &name, const QString &title, QWidget *content);
+    void addPanel(QWidget *panel, const QString &name);
+    void removePanel();
+    void connectSession();
+    void connectDock();
+    void centreOnImage();
+    void updateView();
+
+    QMainWindow *m_window;
+    Event m_event;
+    hosting::Background m_background;
+    hosting::PluginSession m_session;
+    hosting::AlignMode m_mode;
+    hosting::CanvasOverlay m_overlay;
+    ImageDock *m_imageDock;
+    QPointer<QDockWidget> m_docks[2]; ///< the panel's, ours
+    QPointer<QWidget> m_panel;
+
+    // The view as KLayout reported it last.
+    double m_magnification = 0; ///< viewport pixels per micrometre
+    QPointF m_origin; ///< viewport pixels from the lower left
+    QSize m_viewport;
+};
+
+} // namespace klayout
+
+#endif

@@ -1,0 +1,22 @@
+"""The live image of a scanning electron microscope behind the layout of a KLayout tab.
+
+The work is done by a library that is called through ctypes; what is here tells it of view, design
+and tabs, and keeps clones as images of the layout."""
+import pya
+
+from .host import Host
+
+host = None
+
+
+def start():
+    """Puts docks, tools and menu into KLayout's main window. A failure is shown, not raised."""
+    global host
+    if host is None:
+        host = Host(pya.MainWindow.instance())
+
+
+def connect(address, port):
+    """Turns the live image on and connects to the microscope, as if typed into its panel."""
+    if host is not None:
+        host.bridge.sem_connect(address.encode(), port)

@@ -1,0 +1,173 @@
+"""Tells the library what KLayout shows, and does in KLayout what the library asks for."""
+import base64
+
+import pya
+
+from . import bridge, clones, tools
+
+POLL_MS = 300
+MESSAGE_MS = 10000
+
+
+def name_of(layout, cell):
+    """Many editors give every library the same name, others none."""
+    library = layout.meta_info_value("libname") or ""
+    return cell.name if library in ("", cell.name) else library + "/" + cell.name
+
+
+class Host:
+    """One for the main window. The image belongs to one view, `self.view`; it stays there when
+    another tab comes to the front, until the user wants it there or its tab is closed."""
+
+    def __init__(self, window):
+        self.window, self.view, self.outlined = window, None, None
+        self.bridge = bridge.load()
+        self.event = bridge.EVENT(self.handle)  # kept: the library calls it
+        self.factories = [tools.ToolFactory(mode, self.bridge) for mode in tools.TOOLS]
+        error = self.bridge.sem_start(bridge.plugin_file(), self.event)
+        if error:
+            pya.MessageBox.warning("SEM image", error.decode(), pya.MessageBox.Ok)
+            return
+        self.entries = tools.add_menu(window, self.bridge.sem_act, self.take_tab)
+        self.told, self.arranged = {}, False
+        self.timer = pya.QTimer(window)
+        self.timer.timeout = self.tick
+        self.timer.start(POLL_MS)
+        window.on_current_view_changed += self.poll
+        window.on_view_closed += lambda index: self.poll()
+
+    # What KLayout shows. There is no event for a database unit or a colour that changes, so all of
+    # it is looked at now and then.
+
+    def tick(self):
+        self.arrange()
+        self.poll()
+
+    def poll(self):
+        if self.view is not None and self.view._destroyed():
+            self.view = None
+        current = pya.LayoutView.current()
+        if self.view is None and current is not None:
+            self.follow(current)
+        self.tell("sem_set_design", *self.design())
+        if self.view is None:
+            self.tell("sem_show_tab", b"", 0)
+            return
+        self.tell("sem_set_ground", self.ground())
+        self.tell("sem_list_clones", clones.listing(self.view).encode())
+        self.tell("sem_show_tab", self.view.title.encode(), int(current != self.view))
+        if current == self.view:
+            self.bridge.sem_take_canvas()
+        self.show_view()
+
+    def arrange(self):
+        """Once, and not where the user has put the docks to another place in an earlier session."""
+        if not self.arranged:
+            self.arranged = True
+            places = base64.b64decode(self.window.get_config("window-state"))
+            if "semPanelDock".encode("utf-16-be") not in places:
+                self.bridge.sem_arrange_docks()
+
+    def tell(self, function, *values):
+        if self.told.get(function) != values:
+            self.told[function] = values
+            getattr(self.bridge, function)(*values)
+
+    def follow(self, view):
+        self.set_outline(False)
+        self.view = view
+        view.on_viewport_changed += self.show_view
+        self.told.pop("sem_set_design", None)
+
+    def take_tab(self):
+        current = pya.LayoutView.current()
+        if current is not None and current != self.view:
+            self.follow(current)
+        self.poll()
+
+    def design(self):
+        cellview = self.view.cellview(0) if self.view is not None and self.view.cellviews() else None
+        if cellview is None or not cellview.is_valid() or cellview.cell is None:
+            return b"", 0.0
+        layout = cellview.layout()
+        return name_of(layout, cellview.cell).encode(), layout.dbu * 1e-6
+
+    def ground(self):
+        colour = self.view.get_config("background-color")
+        return b"" if colour == "auto" else colour.encode()
+
+    def show_view(self):
+        if self.view is None or self.view._destroyed():
+            return
+        view = self.view
+        shift = view.viewport_trans().disp
+        self.bridge.sem_set_view(view.viewport_trans().mag, shift.x, shift.y,
+                                 view.viewport_width(), view.viewport_height())
+
+    # What the library asks for.
+
+    def handle(self, name, argument):
+        handler = getattr(self, "on_" + name.decode().replace("-", "_"))
+        try:
+            handler(argument.decode())
+        except Exception as error:  # within a paint or a socket event there is nobody to catch it
+            print("sem_background:", name.decode(), error)
+
+    def on_view(self, _):
+        for index in range(self.window.views()):
+            if self.window.view(index) == self.view:
+                self.window.select_view(index)
+        self.poll()
+
+    def on_centre(self, argument):
+        if self.view is not None:
+            self.view.pan_center(pya.DPoint(*map(float, argument.split())))
+
+    def on_mode(self, argument):
+        if self.view is not None:
+            tools.select(self.view, int(argument))
+
+    def on_tab(self, _):
+        self.take_tab()
+
+    def on_clone(self, _):
+        if self.view is not None and not clones.add(self.view, self.bridge, None):
+            self.on_message("There is no live image to clone.")
+        self.poll()
+
+    def on_clone_show(self, argument):
+        number, visible = argument.split()
+        clones.show(self.view, int(number), visible == "1")
+
+    def on_clone_save(self, argument):
+        clones.save(self.view, self.bridge, int(argument))
+
+    def on_clone_remove(self, argument):
+        clones.remove(self.view, int(argument))
+        self.poll()
+
+    def on_outline(self, argument):
+        self.set_outline(argument == "1")
+
+    def on_message(self, text):
+        self.window.message(text, MESSAGE_MS)
+
+    def on_warning(self, text):
+        pya.MessageBox.warning("SEM image", text, pya.MessageBox.Ok)
+
+    HOLLOW = 1  # KLayout's fill pattern that is none
+
+    def set_outline(self, on):
+        """Layers without fill; the user's patterns come back."""
+        if self.view is None or self.view._destroyed():
+            return
+        if on and self.outlined is None:
+            self.outlined = []
+            for layer in self.view.each_layer():
+                self.outlined.append((layer.source, layer.dither_pattern))
+                layer.dither_pattern = self.HOLLOW
+        elif not on and self.outlined is not None:
+            patterns, self.outlined = dict(self.outlined), None
+            for layer in self.view.each_layer():
+                if layer.source in patterns and layer.dither_pattern == self.HOLLOW:
+                    layer.dither_pattern = patterns[layer.source]

@@ -1,0 +1,69 @@
+"""Tools in the toolbar and entries in the menu."""
+import pya
+
+OFF, HAND, CLICKS = 0, 1, 2
+
+# mode: name, title, what the library calls it
+TOOLS = {
+    HAND: ("sem_hand", "SEM by hand", b"hand"),
+    CLICKS: ("sem_clicks", "SEM by two clicks", b"clicks"),
+}
+
+# name, title, shortcut (KLayout uses none of them), action
+ENTRIES = [
+    ("hand", "Move Image by Hand", "Shift+M", b"hand"),
+    ("clicks", "Move Image by Two Clicks", "Shift+C", b"clicks"),
+    ("bring_back", "Bring Back Stored Alignment", "Shift+B", b"bringBack"),
+    ("centre", "Centre View on Image", "Shift+I", b"centre"),
+    ("clone", "Clone Live Image", "Shift+K", b"clone"),
+]
+
+
+class Tool(pya.Plugin):
+    """Only the state of a toolbar button: mouse and keys go to the library first."""
+
+    def __init__(self, mode, bridge):
+        super().__init__()
+        self.mode, self.bridge = mode, bridge
+
+    def activated(self):
+        self.bridge.sem_act(TOOLS[self.mode][2])
+
+    def deactivated(self):
+        self.bridge.sem_set_mode(OFF)
+
+
+class ToolFactory(pya.PluginFactory):
+    def __init__(self, mode, bridge):
+        super().__init__()
+        self.mode, self.bridge = mode, bridge
+        name, title, _ = TOOLS[mode]
+        self.has_tool_entry = True
+        self.register(2000 + mode, name, title)
+
+    def create_plugin(self, manager, root, view):
+        tool = Tool(self.mode, self.bridge)
+        tool._manage() if hasattr(tool, "_manage") and False else None
+        return tool
+
+
+def add_menu(window, act, tab):
+    """The entries of the submenu "SEM Image" under "Tools"; returns them: they must be kept."""
+    menu = window.menu()
+    menu.insert_menu("tools_menu.end", "sem_image", "SEM Image")
+    kept = []
+    for name, title, shortcut, action in ENTRIES + [("tab", "Show Image in This Tab", "", None)]:
+        entry = pya.Action()
+        entry.title, entry.shortcut = title, shortcut
+        entry.on_triggered(tab if action is None else lambda action=action: act(action))
+        menu.insert_item("tools_menu.sem_image.end", name, entry)
+        kept.append(entry)
+    return kept
+
+
+def select(view, mode):
+    """Brings KLayout's toolbar in line with a mode that the library entered or left."""
+    ours = [name for name, _, _ in TOOLS.values()]
+    wanted = TOOLS[mode][0] if mode in TOOLS else "select"
+    if view.mode_name() != wanted and (mode in TOOLS or view.mode_name() in ours):
+        view.switch_mode(wanted)
