@@ -32,6 +32,7 @@ const char *sem_start(const char *library, sem_event event)
     host = new Host(window, [event](const char *name, const QString &argument) {
         event(name, argument.toUtf8().constData());
     });
+    host->setParent(window); // by which it can be found
     QString error;
     if (host->start(QString::fromUtf8(library), &error))
         return nullptr;

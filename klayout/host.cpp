@@ -22,6 +22,9 @@ Host::Host(QMainWindow *window, const Event &event)
     , m_overlay(&m_session, &m_background, &m_mode)
     , m_imageDock(new ImageDock)
 {
+    setObjectName("semHost");
+    m_background.setObjectName("semBackground");
+    m_background.setParent(this);
     m_overlay.setSamplingOffset(samplingOffset);
     m_overlay.setDesignOffKey(Qt::Key_D);
     connectSession();

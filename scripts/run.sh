@@ -1,16 +1,23 @@
 #!/usr/bin/env bash
-# Starts the microscope simulator and the layout viewer on the sample chip with the live image on;
-# both end when the window closes. Without a display it writes screenshot.png instead. Arguments go to
-# the viewer.
+# Starts the microscope simulator and KLayout with the package, on the sample chip with the live image
+# on; both end with the window. Without a display it writes screenshot.png instead. KLayout has a home
+# of its own in build/; arguments go to KLayout.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/build.sh release
-programs=build/release/bin
+build=$PWD/build/release
 design=examples/sample-chip.gds
 
+home=$build/klayout-home
+mkdir -p "$home/salt"
+ln -sfn "$build/klayout-package" "$home/salt/sem-background"
+# Else the first thing to be seen is a tip that waits for an answer.
+[ -f "$home/klayoutrc" ] || cp scripts/klayoutrc "$home/klayoutrc"
+export KLAYOUT_HOME=$home KLAYOUT_PATH= XDG_CONFIG_HOME=$home/config
+
 log=$(mktemp)
-"$programs/microscope-simulator" --design "$design" --port 0 >"$log" &
+"$build/bin/microscope-simulator" --design "$design" --port 0 >"$log" &
 simulator=$!
 trap 'kill "$simulator" 2>/dev/null || true; rm -f "$log"' EXIT
 until port=$(sed -n 's/^serving control port \([0-9]*\).*/\1/p' "$log") && [ -n "$port" ]; do
@@ -18,11 +25,12 @@ until port=$(sed -n 's/^serving control port \([0-9]*\).*/\1/p' "$log") && [ -n 
     sleep 0.1
 done
 
-viewer=("$programs/layout-viewer" "$design" --connect "127.0.0.1:$port" --display live)
+export SEM_MICROSCOPE=127.0.0.1:$port
 if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
-    "${viewer[@]}" "$@"
+    klayout "$@" "$design" -rm scripts/live-image.py
 else
-    QT_QPA_PLATFORM=offscreen "${viewer[@]}" --zoom-to-image --screenshot screenshot.png \
-        --after "${RUN_SECONDS:-8}" "$@"
+    export QT_QPA_PLATFORM=offscreen SEM_SCREENSHOT=screenshot.png SEM_SECONDS=${RUN_SECONDS:-8}
+    # KLayout ignores SIGTERM.
+    timeout --signal=KILL $((SEM_SECONDS + 60)) klayout "$@" "$design" -rm scripts/live-image.py
     echo "no display: the window is in screenshot.png"
 fi

@@ -115,7 +115,7 @@ class Host:
 
     def on_view(self, _):
         for index in range(self.window.views()):
-            if self.window.view(index) == self.view:
+            if self.window.view(index) == self.view != pya.LayoutView.current():
                 self.window.select_view(index)
         self.poll()
 

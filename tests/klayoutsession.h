@@ -1,16 +1,17 @@
-#ifndef TESTS_REGISTERSESSION_H
-#define TESTS_REGISTERSESSION_H
+#ifndef TESTS_KLAYOUTSESSION_H
+#define TESTS_KLAYOUTSESSION_H
 
-#include "host/layoutview.h"
-#include "host/mainwindow.h"
+#include "hosting/background.h"
+#include "hosting/view.h"
 #include "simulator/simulator.h"
 #include "tests/crossfinder.h"
 
+#include <QApplication>
 #include <QComboBox>
 #include <QLineEdit>
+#include <QMainWindow>
 #include <QPushButton>
 #include <QRadioButton>
-#include <QSignalSpy>
 #include <QSpinBox>
 #include <QtTest>
 
@@ -26,52 +27,87 @@ const int frameSize = 512;
 const QPointF frameCentre(frameSize / 2, frameSize / 2);
 const int patienceMs = 60000;
 
+/// Evaluates a Python expression within KLayout, `view` being its current view; set at the start.
+extern QByteArray (*evaluate)(const QByteArray &expression);
+
 inline double length(const QPointF &vector)
 {
     return std::hypot(vector.x(), vector.y());
 }
 
-/// Host, library and simulated microscope, handled through what a user sees of them.
-struct Session {
-    Session(simulator::Simulator *microscope, const QString &layoutFile)
-        : microscope(microscope)
+/// KLayout with the package, and the simulated microscope, handled through what a user sees of
+/// them.
+struct KLayoutSession {
+    explicit KLayoutSession(simulator::Simulator *simulated)
+        : microscope(simulated)
     {
-        start(layoutFile);
+        for (QWidget *widget : QApplication::topLevelWidgets())
+            if (auto *main = qobject_cast<QMainWindow *>(widget))
+                window = main;
     }
 
-    void start(const QString &layoutFile)
+    QObject *host() const { return window->findChild<QObject *>("semHost"); }
+    // The bridge has a copy of the class's type information; so it is found by its name.
+    hosting::Background *background() const
     {
-        QString error;
-        QVERIFY2(window.openDesign(layoutFile, &error), qPrintable(error));
-        QVERIFY2(window.session()->load(LIBRARY_FILE, &error), qPrintable(error));
-        window.show();
+        auto *found = host()->findChild<QObject *>("semBackground");
+        return static_cast<hosting::Background *>(found);
+    }
+    template <typename Widget> Widget *widget(const char *name) const
+    {
+        return window->findChild<Widget *>(name);
+    }
+    QWidget *canvas() const
+    {
+        for (QWidget *canvas : window->findChildren<QWidget *>("canvas"))
+            if (canvas->isVisible())
+                return canvas;
+        return nullptr;
+    }
+
+    void connectLive()
+    {
         widget<QLineEdit>("host")->setText("127.0.0.1");
         widget<QSpinBox>("port")->setValue(microscope->controlPort());
         widget<QRadioButton>("displayLive")->click();
         widget<QComboBox>("dwellTime")->setCurrentText("1000ns");
-        QSignalSpy placed(window.session()->plugin(), SIGNAL(centerImage()));
         widget<QPushButton>("connectButton")->click();
+        QTRY_VERIFY_WITH_TIMEOUT(background()->isShown(), patienceMs);
+    }
+
+    void chooseDetector()
+    {
         auto *detector = widget<QComboBox>("detector");
         QTRY_VERIFY_WITH_TIMEOUT(detector->count() >= 2, patienceMs);
         detector->setCurrentText("1 - BSE"); // no bright edges that would shift what is measured
-        QTRY_VERIFY_WITH_TIMEOUT(!placed.isEmpty(), patienceMs);
         waitForFrames(2);
-    }
-
-    template <typename Widget> Widget *widget(const char *name)
-    {
-        return window.panel()->findChild<Widget *>(name);
     }
 
     /// What the panel says: only two pairs or more open its third row.
     bool isAligned() { return widget<QPushButton>("align3")->isEnabled(); }
 
+    /// The view as KLayout reports it.
+    hosting::View view() const
+    {
+        const QList<QByteArray> v =
+            evaluate("'%r %r %r %r' % (view.viewport_trans().mag / 1000,"
+                     " view.box().center().x * 1000, view.box().center().y * 1000, 0)")
+                .split(' ');
+        return { QPointF(v[1].toDouble(), v[2].toDouble()), v[0].toDouble(), canvas()->size() };
+    }
+
     /// Shows so much along the longer side of the view, which is what the view field will be.
     void showView(const QPointF &centre, double fieldMm)
     {
-        const QSize size = window.view()->size();
-        window.view()->showWidth(
-            centre, fieldMm * unitsPerMm * size.width() / qMax(size.width(), size.height()));
+        const QSizeF size = canvas()->size();
+        const QSizeF half = size / qMax(size.width(), size.height()) * fieldMm * 500;
+        const QPointF c = centre / 1000;
+        evaluate(QString("view.zoom_box(pya.DBox(%1, %2, %3, %4))")
+                     .arg(c.x() - half.width(), 0, 'g', 17)
+                     .arg(c.y() - half.height(), 0, 'g', 17)
+                     .arg(c.x() + half.width(), 0, 'g', 17)
+                     .arg(c.y() + half.height(), 0, 'g', 17)
+                     .toUtf8());
     }
 
     /// "move stage to view", until the microscope has reported that it is there.
@@ -93,8 +129,8 @@ struct Session {
     {
         // each message of this simulator holds a whole frame, and each fetched image has a new key
         for (int i = 0; i < count; ++i) {
-            const qint64 before = window.background()->image().cacheKey();
-            QTRY_VERIFY_WITH_TIMEOUT(window.background()->image().cacheKey() != before, patienceMs);
+            const qint64 before = background()->image().cacheKey();
+            QTRY_VERIFY_WITH_TIMEOUT(background()->image().cacheKey() != before, patienceMs);
         }
     }
 
@@ -105,7 +141,7 @@ struct Session {
         QVector<int> sums(frameSize * frameSize);
         for (int i = 0; i < frames; ++i) {
             waitForFrames(1);
-            const QImage image = window.background()->image();
+            const QImage image = background()->image();
             for (int pixel = 0; pixel < sums.size(); ++pixel)
                 sums[pixel] += qGray(image.pixel(pixel % frameSize, pixel / frameSize));
         }
@@ -124,7 +160,7 @@ struct Session {
         return fieldMm == fineFieldMm ? measureCross(image, cross, armLength, armWidth) : cross;
     }
 
-    viewer::Placement drawn() { return window.background()->placement(); }
+    hosting::Placement drawn() { return background()->placement(); }
     QTransform truth() { return microscope->frameToDesign(QSize(frameSize, frameSize)); }
     /// Database units.
     double pixelSize() { return std::sqrt(std::abs(truth().determinant())); }
@@ -146,11 +182,11 @@ struct Session {
     /// further than that: a short drag with Ctrl does nothing yet.
     void drag(const QPointF &from, const QPointF &pixels, Qt::KeyboardModifiers modifiers)
     {
-        const QPointF start = window.view()->view().toScreen(from);
+        const QPointF start = view().toScreen().map(from);
         const auto send = [&](QEvent::Type type, const QPointF &at, Qt::MouseButton button) {
             const auto buttons = type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton;
             QMouseEvent event(type, at, button, buttons, modifiers);
-            QCoreApplication::sendEvent(window.view(), &event);
+            QCoreApplication::sendEvent(canvas(), &event);
         };
         send(QEvent::MouseButtonPress, start, Qt::LeftButton);
         send(QEvent::MouseMove, start + pixels + 20 * pixels / length(pixels), Qt::NoButton);
@@ -161,9 +197,9 @@ struct Session {
     /// Moves the image so that its pixel lies on the design point.
     void dragPixelTo(const QPointF &pixel, const QPointF &design)
     {
-        const viewer::ViewTransform &view = window.view()->view();
+        const QTransform toScreen = view().toScreen();
         const QPointF now = drawn().toTransform().map(pixel);
-        drag(now, view.toScreen(design) - view.toScreen(now), Qt::NoModifier);
+        drag(now, toScreen.map(design) - toScreen.map(now), Qt::NoModifier);
     }
 
     /// Turns and scales the image about the cross until its arms lie on the design's.
@@ -176,15 +212,14 @@ struct Session {
         drag(design, QPointF(0, -std::log(factor) / std::log(scalePerPixel)), Qt::ControlModifier);
     }
 
-    void screenshot(const char *name)
+    QImage screen()
     {
         waitForFrames(3);
-        window.view()->finishDrawing();
-        QVERIFY(window.grab().save(name));
+        return window->grab().toImage();
     }
 
     simulator::Simulator *microscope;
-    viewer::MainWindow window;
+    QMainWindow *window = nullptr;
 };
 
 #endif

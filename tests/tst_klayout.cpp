@@ -1,0 +1,226 @@
+// Microscope, library and KLayout together, on a wafer that lies turned, stretched and shifted. The
+// test does what a user does: it presses the panel's buttons, looks at the live image, moves it
+// over the design with the mouse, and then measures how far the drawn image lies from where the
+// simulator knows it should be.
+
+#include "simulator/options.h"
+#include "tests/insideklayout.h"
+#include "tests/klayoutsession.h"
+
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+
+class tst_klayout : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void threePairsBringEverythingInRegister();
+    void moveStageToViewFindsAnyPlace();
+    void canvasShowsImageWhereTheLayoutIs();
+    void alignmentComesBackWithItsDesign();
+
+private:
+    QPointF crossAt(int number) const;
+    void alignAt(int pair, double fieldMm);
+    double measure(int pairs);
+    void verifyRestored(int cross);
+    void press(const char *button) { m_session->widget<QPushButton>(button)->click(); }
+
+    QTemporaryDir m_folder;
+    QRectF m_area; ///< of the design, database units
+    simulator::Simulator m_microscope;
+    QScopedPointer<KLayoutSession> m_session;
+};
+
+void tst_klayout::initTestCase()
+{
+    simulator::Options options;
+    options.port = 0;
+    options.designFile = SAMPLE_LAYOUT;
+    options.rotationDegrees = 7;
+    options.scale = 1.015;
+    options.offsetMm = QPointF(0.35, -0.2);
+    options.stageSpeedMmPerSecond = 0;
+    options.scan.rowsPerMessage = frameSize;
+    QString error;
+    QVERIFY2(m_microscope.start(options, &error), qPrintable(error));
+    m_session.reset(new KLayoutSession(&m_microscope));
+    QVERIFY(m_session->host());
+    m_session->window->resize(1400, 1000);
+    evaluate("window.load_layout('" SAMPLE_LAYOUT "', 1)");
+    QTRY_VERIFY(m_session->canvas() && m_session->view().zoom > 0);
+    const QList<QByteArray> box =
+        evaluate("'%d %d %d %d' % (lambda b: (b.left, b.bottom, b.right, b.top))"
+                 "(view.active_cellview().cell.bbox())")
+            .split(' ');
+    m_area =
+        QRectF(QPointF(box[0].toInt(), box[1].toInt()), QPointF(box[2].toInt(), box[3].toInt()));
+    m_session->connectLive();
+    m_session->chooseDetector();
+}
+
+QPointF tst_klayout::crossAt(int number) const
+{
+    const QList<QByteArray> at =
+        evaluate("next('%d %d' % (t.text.x, t.text.y) for cv in [view.active_cellview()]"
+                 " for l in cv.layout().layer_indexes() for t in cv.cell.shapes(l).each()"
+                 " if t.is_text() and t.text.string == 'ALIGN_"
+                 + QByteArray::number(number) + "')")
+            .split(' ');
+    return QPointF(at[0].toInt(), at[1].toInt());
+}
+
+/// One round of alignment at the cross of this pair, as a user does it: to the cross, start, find
+/// it, drag the image until it lies on the design, confirm.
+void tst_klayout::alignAt(int pair, double fieldMm)
+{
+    KLayoutSession &session = *m_session;
+    const QPointF design = crossAt(pair);
+    const QByteArray row = "align" + QByteArray::number(pair);
+    session.showView(design, fieldMm);
+    press(row);
+    QCOMPARE(evaluate("view.mode_name()"), QByteArray("sem_hand"));
+    session.moveStageToView(design, fieldMm);
+    const Cross cross = session.lookForCross(fieldMm);
+    QVERIFY2(cross.found, qPrintable(QString("no cross %1 in %2 mm").arg(pair).arg(fieldMm)));
+    if (pair == 1 && fieldMm == fineFieldMm)
+        session.turnAndScale(cross, design);
+    session.dragPixelTo(cross.centre, design);
+    press(row);
+    QCOMPARE(evaluate("view.mode_name()"), QByteArray("select"));
+    session.waitForPolls();
+}
+
+/// Moves the stage over the whole design and compares the drawn image with the truth; returns the
+/// largest error in pixels.
+double tst_klayout::measure(int pairs)
+{
+    double centre = 0, frame = 0;
+    const QRectF area = m_area.adjusted(1e5, 1e5, -1e5, -1e5);
+    for (int row = 0; row < 3; ++row)
+        for (int column = 0; column < 4; ++column) {
+            const QPointF offset(area.width() * column / 3, area.height() * row / 2);
+            m_session->moveStageToView(area.topLeft() + offset, fineFieldMm);
+            centre = qMax(centre, m_session->worstPixels(0));
+            frame = qMax(frame, m_session->worstPixels(frameSize / 2));
+        }
+    const double unit = m_session->pixelSize();
+    qInfo("%d pair%s: image centre off by %.0f nm = %.2f pixels at most, anywhere in the image "
+          "%.0f nm = %.2f pixels",
+          pairs, pairs == 1 ? "" : "s", centre * unit, centre, frame * unit, frame);
+    if (pairs == 3)
+        [centre] { QVERIFY2(centre < 0.1, qPrintable(QString::number(centre))); }();
+    return frame;
+}
+
+void tst_klayout::threePairsBringEverythingInRegister()
+{
+    m_session->moveStageToView(crossAt(1), 0.8);
+    m_session->screen().save("register-before.png");
+    for (double fieldMm : { wideFieldMm, middleFieldMm, fineFieldMm }) {
+        alignAt(1, fieldMm);
+        if (QTest::currentTestFailed())
+            return;
+    }
+    const double one = measure(1);
+    for (double fieldMm : { wideFieldMm, fineFieldMm })
+        alignAt(2, fieldMm);
+    const double two = measure(2);
+    alignAt(3, fineFieldMm);
+    const double three = measure(3);
+    QVERIFY(one > 10); // or there was nothing to align
+    QVERIFY(two < one);
+    QVERIFY2(three < 1, qPrintable(QString::number(three)));
+    m_session->moveStageToView(crossAt(1), 0.8);
+    m_session->screen().save("register-after.png");
+}
+
+void tst_klayout::moveStageToViewFindsAnyPlace()
+{
+    QRandomGenerator random(7);
+    double worst = 0;
+    for (int i = 0; i < 10; ++i) {
+        const QPointF wanted(qRound(m_area.left() + random.generateDouble() * m_area.width()),
+                             qRound(m_area.top() + random.generateDouble() * m_area.height()));
+        m_session->moveStageToView(wanted, 0.08 * std::pow(12.5, random.generateDouble()));
+        // KLayout shows whole pixels, so its view is not quite the one asked for.
+        const QPointF off = m_session->truth().map(frameCentre) - m_session->view().centre;
+        worst = qMax(worst, length(off) / m_session->pixelSize());
+    }
+    qInfo("move stage to view: at most %.2f pixels from the image centre", worst);
+    QVERIFY(worst < 1);
+}
+
+/// The cross of the image against the cross of the layout, both measured on the screen.
+void tst_klayout::canvasShowsImageWhereTheLayoutIs()
+{
+    m_session->moveStageToView(crossAt(4), fineFieldMm);
+    m_session->waitForFrames(3);
+    const double zoom = m_session->view().zoom * unitsPerMm; // pixels per mm
+    const auto measured = [&] {
+        m_session->waitForFrames(1);
+        const QImage screen = m_session->canvas()->grab().toImage();
+        const Cross cross = findCross(screen, armLengthMm * zoom, armWidthMm * zoom);
+        return measureCross(screen, cross, armLengthMm * zoom, armWidthMm * zoom);
+    };
+    const QByteArray everyLayer = "[setattr(l, '%1', %2) for l in view.each_layer()]";
+    const auto setLayers = [&](const char *name, const char *value) {
+        evaluate(QByteArray(everyLayer).replace("%1", name).replace("%2", value));
+        evaluate("view.update_content()");
+        QTest::qWait(500);
+    };
+    auto *order = m_session->widget<QComboBox>("order");
+    setLayers("visible", "False");
+    const Cross image = measured();
+    setLayers("visible", "True");
+    setLayers("dither_pattern", "0"); // solid
+    setLayers("fill_color", "0xffffff");
+    setLayers("frame_color", "0xffffff");
+    evaluate("view.set_config('background-color', '#000000')");
+    m_session->background()->setVisible(false);
+    const Cross layout = measured();
+    m_session->background()->setVisible(true);
+    QVERIFY(image.found && layout.found && order);
+    const QPointF off = image.centre - layout.centre;
+    qInfo("on the canvas: %.2f, %.2f screen pixels apart", off.x(), off.y());
+    QVERIFY(length(off) < 1);
+}
+
+/// In the first picture, before the stage has moved.
+void tst_klayout::verifyRestored(int cross)
+{
+    QTRY_VERIFY_WITH_TIMEOUT(m_session->isAligned(), patienceMs);
+    QTRY_VERIFY_WITH_TIMEOUT(m_session->background()->isShown(), patienceMs);
+    const double first = m_session->worstPixels(frameSize / 2);
+    m_session->moveStageToView(crossAt(cross), fineFieldMm);
+    const double later = m_session->worstPixels(frameSize / 2);
+    qInfo("restored: off by %.2f pixels in the first picture, %.2f after a stage move", first,
+          later);
+    QVERIFY(first < 1 && later < 1);
+}
+
+void tst_klayout::alignmentComesBackWithItsDesign()
+{
+    press("disconnectButton");
+    press("connectButton");
+    verifyRestored(3);
+    if (QTest::currentTestFailed())
+        return;
+    // Another design in a tab of its own: the image stays where it is until it is wanted there.
+    evaluate("window.create_layout(1).layout().create_cell('ANOTHER')");
+    evaluate("view.select_cell(0, 0)");
+    QTest::qWait(1000);
+    QVERIFY(m_session->isAligned());
+    press("takeTab");
+    QTRY_VERIFY_WITH_TIMEOUT(!m_session->isAligned(), patienceMs);
+    QTRY_VERIFY_WITH_TIMEOUT(m_session->background()->isShown(), patienceMs);
+    evaluate("window.select_view(0)");
+    QTest::qWait(1000);
+    QVERIFY(!m_session->isAligned());
+    press("takeTab");
+    verifyRestored(4);
+}
+
+TEST_WITHIN_KLAYOUT(tst_klayout)
+#include "tst_klayout.moc"
