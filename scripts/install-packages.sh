@@ -2,7 +2,7 @@
 # Installs the Debian packages that build and tests need, those that are missing only.
 set -euo pipefail
 
-packages=(g++ cmake ninja-build qtbase5-dev libgdsii-dev klayout fonts-dejavu-core)
+packages=(g++ cmake ninja-build qtbase5-dev klayout fonts-dejavu-core)
 
 missing=()
 for package in "${packages[@]}"; do

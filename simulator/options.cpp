@@ -54,7 +54,8 @@ const QVector<ValueOption> valueOptions = {
       } },
     { "address", "ADDRESS", "Address to listen on (default 127.0.0.1).",
       [](const QString &text, Options *options) { return options->address.setAddress(text); } },
-    { "design", "FILE", "GDSII layout that lies under the beam (default: a test pattern).",
+    { "design", "FILE",
+      "Layout that lies under the beam, in any format of KLayout's (default: a test pattern).",
       [](const QString &text, Options *options) {
           options->designFile = text;
           return !text.isEmpty();

@@ -23,7 +23,7 @@ class PatternScene : public Scene {
 public:
     double databaseUnitMetres() const override { return 1e-9; }
     QPointF centre() const override { return QPointF(edge / 2, edge / 2); }
-    void paint(QImage *materials, const QTransform &designToPixel) const override;
+    bool paint(QImage *materials, const QTransform &designToPixel) override;
 
 private:
     static void paintField(QPainter *painter, int column, int row);
@@ -42,7 +42,7 @@ void PatternScene::paintField(QPainter *painter, int column, int row)
         painter->drawRect(area);
 }
 
-void PatternScene::paint(QImage *materials, const QTransform &designToPixel) const
+bool PatternScene::paint(QImage *materials, const QTransform &designToPixel)
 {
     const QRectF window =
         designToPixel.inverted().mapRect(QRectF(materials->rect())) & QRectF(0, 0, edge, edge);
@@ -50,11 +50,12 @@ void PatternScene::paint(QImage *materials, const QTransform &designToPixel) con
     painter.setPen(Qt::NoPen);
     painter.setTransform(designToPixel);
     if (window.isEmpty())
-        return;
+        return true;
     for (int row = int(window.top() / pitch); row * pitch < window.bottom(); ++row) {
         for (int column = int(window.left() / pitch); column * pitch < window.right(); ++column)
             paintField(&painter, column, row);
     }
+    return true;
 }
 
 } // namespace

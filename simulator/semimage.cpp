@@ -53,7 +53,7 @@ bool Exposure::operator==(const Exposure &other) const
         && detector == other.detector && settled == other.settled;
 }
 
-SemImage::SemImage(const Scene *scene, const Wafer &wafer)
+SemImage::SemImage(Scene *scene, const Wafer &wafer)
     : m_scene(scene)
     , m_wafer(wafer)
 {
@@ -62,11 +62,14 @@ SemImage::SemImage(const Scene *scene, const Wafer &wafer)
 const uchar *SemImage::row(const Exposure &exposure, int row)
 {
     if (!(exposure == m_exposure)) {
-        if (exposure.frame != m_exposure.frame) // not zeroed: untouched pages cost nothing
+        if (exposure.frame != m_exposure.frame) { // calloc: untouched pages cost nothing
+            const size_t width = size_t(exposure.frame.width());
             m_pixels.reset(
-                new uchar[size_t(exposure.frame.width()) * size_t(exposure.frame.height())]);
+                static_cast<uchar *>(std::calloc(size_t(exposure.frame.height()), width)));
+        }
         m_exposure = exposure;
         m_bandDone.fill(false, exposure.frame.height() / bandRows + 1);
+        m_prepared = false;
     }
     const int band = row / bandRows;
     if (!m_bandDone.at(band))
@@ -74,15 +77,26 @@ const uchar *SemImage::row(const Exposure &exposure, int row)
     return m_pixels.get() + size_t(row) * size_t(exposure.frame.width());
 }
 
-QImage SemImage::paintMaterials(int firstRow, int rows, int margin) const
+QTransform SemImage::pixelToDesign() const
 {
-    QImage materials(m_exposure.frame.width() + 2 * margin, rows + 2 * margin,
-                     QImage::Format_Grayscale8);
-    materials.fill(0);
-    const QTransform pixelToDesign = QTransform::fromTranslate(-margin, firstRow - margin)
-        * m_wafer.frameToDesign(m_exposure.stageMm, m_exposure.viewFieldMm, m_exposure.frame);
-    m_scene->paint(&materials, pixelToDesign.inverted());
-    return materials;
+    return m_wafer.frameToDesign(m_exposure.stageMm, m_exposure.viewFieldMm, m_exposure.frame);
+}
+
+bool SemImage::prepareScene()
+{
+    const int margin = maxEdgePixels + 1;
+    const QRect frame =
+        QRect(QPoint(), m_exposure.frame).adjusted(-margin, -margin, margin, margin);
+    m_prepared = m_prepared || m_scene->prepare(pixelToDesign().mapRect(QRectF(frame)));
+    return m_prepared;
+}
+
+bool SemImage::paintMaterials(QImage *materials, int firstRow, int margin)
+{
+    materials->fill(0);
+    const QTransform toDesign =
+        QTransform::fromTranslate(-margin, firstRow - margin) * pixelToDesign();
+    return m_scene->paint(materials, toDesign.inverted());
 }
 
 void SemImage::renderBand(int band)
@@ -92,7 +106,11 @@ void SemImage::renderBand(int band)
     const double pixelMm = m_exposure.viewFieldMm / m_exposure.frame.width();
     const int reach = qBound(1, qRound(edgeMm / pixelMm), maxEdgePixels);
     const int margin = reach + 1;
-    develop(paintMaterials(firstRow, rows, margin), margin, reach, firstRow, rows);
+    QImage materials(m_exposure.frame.width() + 2 * margin, rows + 2 * margin,
+                     QImage::Format_Grayscale8);
+    if (!prepareScene() || !paintMaterials(&materials, firstRow, margin))
+        return;
+    develop(materials, margin, reach, firstRow, rows);
     m_bandDone[band] = true;
 }
 

@@ -5,6 +5,7 @@
 
 #include <QVector>
 
+#include <cstdlib>
 #include <memory>
 
 namespace simulator {
@@ -23,24 +24,30 @@ struct Exposure {
 };
 
 /// The picture of the scene under the beam, rendered in bands of rows when they are asked for and
-/// kept until the exposure changes.
+/// kept until the exposure changes. While the scene cannot be painted, what was there stays.
 class SemImage {
 public:
     /// `scene` must outlive this object.
-    SemImage(const Scene *scene, const Wafer &wafer);
+    SemImage(Scene *scene, const Wafer &wafer);
 
     /// One row of frame.width() grey levels; valid until the next call.
     const uchar *row(const Exposure &exposure, int row);
 
 private:
     void renderBand(int band);
-    QImage paintMaterials(int firstRow, int rows, int margin) const;
+    bool prepareScene();
+    QTransform pixelToDesign() const;
+    bool paintMaterials(QImage *materials, int firstRow, int margin);
     void develop(const QImage &materials, int margin, int reach, int firstRow, int rows);
 
-    const Scene *m_scene;
+    Scene *m_scene;
     Wafer m_wafer;
     Exposure m_exposure;
-    std::unique_ptr<uchar[]> m_pixels;
+    struct Free {
+        void operator()(uchar *pixels) const { std::free(pixels); }
+    };
+    std::unique_ptr<uchar, Free> m_pixels;
+    bool m_prepared = false;
     QVector<bool> m_bandDone;
 };
 

@@ -5,8 +5,6 @@
 #include "simulator/options.h"
 #include "simulator/scene.h"
 
-#include "layout/design.h"
-
 namespace simulator {
 namespace {
 
@@ -14,10 +12,7 @@ const int pairAttempts = 100;
 
 std::unique_ptr<Scene> loadScene(const QString &designFile, QString *error)
 {
-    if (designFile.isEmpty())
-        return makePatternScene();
-    layout::Design design;
-    return design.load(designFile, error) ? makeDesignScene(design) : nullptr;
+    return designFile.isEmpty() ? makePatternScene() : openDesignScene(designFile, error);
 }
 
 Wafer waferOf(const Options &options, const Scene &scene)
