@@ -1,0 +1,4 @@
+# The example for a host's writer, as the program that it is.
+qt_test(tst_minimalhost Qt5::Gui)
+target_compile_definitions(tst_minimalhost PRIVATE HOST_FILE="$<TARGET_FILE:minimal-host>")
+add_dependencies(tst_minimalhost minimal-host)
