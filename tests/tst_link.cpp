@@ -16,10 +16,9 @@ private slots:
     void bytesOnTheWire();
     void connecting();
     void failedConnections();
-    void lingeringHandlers_data();
     void lingeringHandlers();
+    void connectingAnewWithinSignal();
     void alwaysConnectingAnew();
-    void connectingAnewAtFrameStart();
 };
 
 void TestLink::bytesOnTheWire()
@@ -122,46 +121,59 @@ void TestLink::failedConnections()
     QCOMPARE(wired.events.first(), QString("disconnected..."));
 }
 
-/// Whoever receives a signal may run an event loop of its own, or connect anew.
-void TestLink::lingeringHandlers_data()
-{
-    QTest::addColumn<bool>("onData");
-    QTest::addColumn<bool>("reconnects");
-    QTest::newRow("control channel") << false << false;
-    QTest::newRow("data channel") << true << false;
-    QTest::newRow("control channel, connecting anew") << false << true;
-    QTest::newRow("data channel, connecting anew") << true << true;
-}
-
+/// Whoever receives a signal may run an event loop of its own; what comes meanwhile has to wait.
 void TestLink::lingeringHandlers()
 {
-    QFETCH(bool, onData);
-    QFETCH(bool, reconnects);
-    Wired wired;
-    QVERIFY(wired.up());
-    const auto send = [&](int value) {
-        onData ? wired.microscope.scan(scanData(0, QByteArray(1, char(value))))
-               : wired.microscope.reply(message("GetViewField", real(value)));
-    };
-    const auto linger = [&] {
-        if (wired.events.size() > 1)
-            return;
-        wired.events << "lingers";
-        reconnects ? wired.start() : send(2);
-        if (reconnects && onData && wired.up())
-            send(2); // and the new channel announces it only now
-        QTest::qWait(50); // what comes meanwhile has to wait
-        wired.events << "returns";
-    };
-    QObject::connect(&wired.link, &tescan::imageChanged, linger);
-    QObject::connect(&wired.link, &tescan::zoomed, linger);
-    send(1);
-    if (reconnects) {
-        SPIN_VERIFY(wired.link.linkState == tescan::LinkUp
-                    && wired.events.filter("image 02").isEmpty() != onData);
-    } else {
-        SPIN_COMPARE(wired.events.size(), 4);
-        QCOMPARE(wired.events.mid(1, 2), QStringList({ "lingers", "returns" }));
+    for (const bool onData : { false, true }) {
+        Wired wired;
+        QVERIFY(wired.up());
+        const auto send = [&](int value) {
+            onData ? wired.microscope.scan(scanData(0, QByteArray(1, char(value))))
+                   : wired.microscope.reply(message("GetViewField", real(value)));
+        };
+        const auto linger = [&] {
+            if (wired.events.size() > 1)
+                return;
+            send(2);
+            QTest::qWait(50);
+            wired.events << "returns";
+        };
+        QObject::connect(&wired.link, &tescan::imageChanged, linger);
+        QObject::connect(&wired.link, &tescan::zoomed, linger);
+        send(1);
+        SPIN_COMPARE(wired.events.size(), 3);
+        QCOMPARE(wired.events.at(1), QString("returns"));
+    }
+}
+
+/// Nothing of the connection that was given up is taken over, and the new one is read.
+void TestLink::connectingAnewWithinSignal()
+{
+    for (const QString signal : { "zoomed", "image 07", "scanning..." }) {
+        Wired wired(1);
+        QVERIFY(wired.up());
+        wired.link.scanning = signal == "scanning...";
+        bool done = false;
+        const auto reconnect = [&] {
+            if (wired.events.last() != signal || done)
+                return;
+            done = true;
+            wired.start();
+            if (signal == "image 07" && spinUntil([&] { return wired.isUpAgain(); }))
+                QTest::qWait(50); // in an event loop of its own
+        };
+        QObject::connect(&wired.link, &tescan::imageChanged, reconnect);
+        QObject::connect(&wired.link, &tescan::zoomed, reconnect);
+        QObject::connect(&wired.link, &tescan::setStatus, reconnect);
+        wired.microscope.reply(message("GetViewField", real(2)) + QByteArray(20, 'x'));
+        if (signal != "zoomed")
+            wired.microscope.scan(scanData(0, "\x07") + QByteArray(40, 'x'));
+        SPIN_VERIFY(done && wired.isUpAgain());
+        QCOMPARE(wired.events.contains("image 07"), signal == "image 07");
+        wired.events.clear();
+        wired.microscope.reply(message("GetViewField", real(3)));
+        wired.microscope.scan(scanData(0, "\x09"));
+        SPIN_VERIFY(wired.events.contains("image 09") && wired.events.contains("zoomed"));
     }
 }
 
@@ -169,42 +181,25 @@ void TestLink::lingeringHandlers()
 /// closed.
 void TestLink::alwaysConnectingAnew()
 {
-    for (const bool patient : { false, true }) {
-        Wired wired(1);
-        QObject::connect(&wired.link, &tescan::setStatus, [&](const QString &text) {
-            const bool closed = wired.link.controlSocket->state() == QTcpSocket::UnconnectedState
-                && wired.link.dataSocket->state() == QTcpSocket::UnconnectedState;
-            if (text == "disconnected..." && (closed || !patient))
-                wired.start();
-        });
-        QVERIFY(wired.up());
+    for (const bool patient : { false, true })
         for (int end = 0; end < 3; ++end) {
-            wired.microscope.forget();
+            Wired wired(1);
+            QVERIFY(wired.up());
+            QObject::connect(&wired.link, &tescan::setStatus, [&](const QString &text) {
+                const bool closed =
+                    wired.link.controlSocket->state() == QTcpSocket::UnconnectedState
+                    && wired.link.dataSocket->state() == QTcpSocket::UnconnectedState;
+                if (text == "disconnected..." && (closed || !patient))
+                    wired.start();
+            });
             end == 0       ? wired.microscope.dropConnections()
                 : end == 1 ? wired.start()
                            : wired.link.disconnected();
             SPIN_VERIFY(wired.isUpAgain());
             QCOMPARE(wired.events.count("connecting data channel..."), 1);
-            wired.events.clear();
             wired.microscope.scan(scanData(0, "\x07"));
-            SPIN_COMPARE(wired.events, QStringList("image 07"));
-            wired.events.clear();
+            SPIN_COMPARE(wired.events.last(), QString("image 07"));
         }
-    }
-}
-
-void TestLink::connectingAnewAtFrameStart()
-{
-    Wired wired(1);
-    QVERIFY(wired.up());
-    wired.link.scanning = true;
-    QObject::connect(&wired.link, &tescan::setStatus, [&wired](const QString &text) {
-        if (text == "scanning..." && wired.events.size() == 1)
-            wired.start();
-    });
-    wired.microscope.scan(scanData(0, "\x07") + scanData(0, "\x08"));
-    SPIN_VERIFY(wired.events.contains("start scanning"));
-    QCOMPARE(wired.events.filter("image"), QStringList()); // nothing was written
 }
 
 QTEST_GUILESS_MAIN(TestLink)

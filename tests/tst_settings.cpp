@@ -4,7 +4,6 @@
 #include "tests/pluginfixture.h"
 #include "tests/process.h"
 
-#include <QRadioButton>
 #include <QtTest>
 
 namespace {
@@ -34,17 +33,6 @@ void writeStore(const QMap<QByteArray, QByteArray> &values)
         file.write(value.key() + '=' + value.value() + '\n');
 }
 
-/// What the user finds of a good store.
-QMap<QByteArray, QString> shown(const PluginFixture &host)
-{
-    return { { "host", host.text("host") },
-             { "port", host.text("port") },
-             { "imageSize", host.text("imageSize") },
-             { "dwelltime", host.text("dwellTime") },
-             { "display",
-               host.widget<QRadioButton>("displayLive")->isChecked() ? "live" : "other" } };
-}
-
 QStringList storedAlignments()
 {
     return QSettings().value(alignMapKey).toStringList();
@@ -60,41 +48,35 @@ private slots:
     void savedAlignments();
     void hostileValue_data();
     void hostileValue();
-    void unwritableStore_data();
     void unwritableStore();
-    void largestFrame();
 };
 
 void TestSettings::restoredScan()
 {
     const struct {
-        QVariantMap stored;
-        int edge, dwellNs;
-        QString sizeItem, dwellItem;
+        int edge, dwellNs; // as stored; negative: not at all
+        int usedEdge, usedDwellNs;
+        QString items;
     } rows[] = {
-        { {}, 512, 500, "512x512", "500ns" },
-        { { { "imageSize", 768 }, { "dwelltime", 1000 } }, 768, 1000, "768x768", "1000ns" },
-        { { { "imageSize", 1024 }, { "dwelltime", 100000 } }, // takes too long
-          512,
-          500,
-          "512x512",
-          "500ns" },
-        { { { "imageSize", 24 }, { "dwelltime", 700 } }, 24, 700, "1024x1024", "100ns" },
-        { { { "imageSize", 1000000 }, { "dwelltime", 0 } }, 512, 0, "512x512", "100ns" },
-        { { { "imageSize", -512 } }, 512, 500, "512x512", "500ns" }
+        { -1, -1, 512, 500, "512x512 500ns" },       { 768, 1000, 768, 1000, "768x768 1000ns" },
+        { 1024, 100000, 512, 500, "512x512 500ns" }, // takes too long
+        { 24, 700, 24, 700, "1024x1024 100ns" },     { 8192, 0, 8192, 0, "8192x8192 100ns" },
+        { 8193, 0, 512, 0, "512x512 100ns" },        { -512, -1, 512, 500, "512x512 500ns" }
     };
     for (const auto &row : rows) {
         PluginFixture host({ { "display", 0 }, { "detector", 3 } });
-        host.set(row.stored);
+        if (row.edge != -1)
+            host.set({ { "imageSize", row.edge } });
+        if (row.dwellNs != -1)
+            host.set({ { "dwelltime", row.dwellNs } });
         host.plugin->init();
-        QCOMPARE(host.text("imageSize"), row.sizeItem);
-        QCOMPARE(host.text("dwellTime"), row.dwellItem);
+        QCOMPARE(host.text("imageSize") + ' ' + host.text("dwellTime"), row.items);
+        QCOMPARE(host.plugin->getImage().width(), row.usedEdge);
         QVERIFY(host.connectAll());
         const QString scan = QString("ScScanXY[9] 0 %1 %1 0 0 %2 %2 0 %3");
-        SPIN_COMPARE(
-            host.microscope.commands().mid(4),
-            QStringList({ "ScStopScan", "DtSelect 0 3", "DtEnable 0 1 8", "DtAutoSignal[9] 0",
-                          scan.arg(row.edge).arg(row.edge - 1).arg(row.dwellNs) }));
+        SPIN_COMPARE(host.microscope.commands().mid(4).join('|'),
+                     "ScStopScan|DtSelect 0 3|DtEnable 0 1 8|DtAutoSignal[9] 0|"
+                         + scan.arg(row.usedEdge).arg(row.usedEdge - 1).arg(row.usedDwellNs));
     }
 }
 
@@ -105,8 +87,6 @@ void TestSettings::saved()
     QStringList saved;
     for (bool disconnected : { true, false }) {
         host.restart();
-        QCOMPARE(shown(host).values(),
-                 QStringList({ "other", "500ns", "127.0.0.1", "512x512", "8300" }));
         QVERIFY(host.connectAll());
         SPIN_COMPARE(host.items("detector"), QString("0 - SE|1 - BSE"));
         host.use("768x768");
@@ -182,11 +162,6 @@ void TestSettings::hostileValue_data()
 void TestSettings::hostileValue()
 {
     QFETCH(QByteArray, value);
-    const QMap<QByteArray, QString> good = { { "host", "sem.example" },
-                                             { "port", "8311" },
-                                             { "imageSize", "768x768" },
-                                             { "dwelltime", "1000ns" },
-                                             { "display", "live" } };
     for (const QByteArray &key : goodValues.keys()) {
         PluginFixture host;
         QMap<QByteArray, QByteArray> values = goodValues;
@@ -195,55 +170,46 @@ void TestSettings::hostileValue()
         const qint64 before = residentKb();
         host.plugin->init();
         QVERIFY2(sanitized || residentKb() - before < 64 * 1024, key);
+        QVERIFY2(key == "host" || host.text("host") == "sem.example", key);
+        QVERIFY2(key == "port" || host.text("port") == "8311", key);
+        QVERIFY2(host.connectAll(), key);
+        const auto sent = [&](const char *command) {
+            return spinUntil([&] { return host.microscope.commands().contains(command); });
+        };
+        QVERIFY2(key == "display" || key == "detector" || sent("DtSelect 0 1"), key);
         // Size and dwell time are replaced together when the frame would take too long.
-        const bool scanIsGood = key != "imageSize" && key != "dwelltime";
-        for (const QByteArray &other : good.keys())
-            if (other != key && (scanIsGood || (other != "imageSize" && other != "dwelltime")))
-                QVERIFY2(shown(host)[other] == good[other], key + " spoils " + other);
-        QVERIFY2(host.place(), key);
+        QVERIFY2(key == "display" || key == "imageSize" || key == "dwelltime"
+                     || sent("ScScanXY[9] 0 768 768 0 0 767 767 0 1000"),
+                 key);
         host.destroy();
-        // Unchanged, so written back as they were.
-        if (key != "alignMap")
-            QCOMPARE(storedAlignments(),
-                     QStringList({ "best" + points, "good;-1;0;1;0;1000000;0;0;0" }));
+        QVERIFY2(key == "alignMap"
+                     || storedAlignments().join('|')
+                         == "best" + points + "|good;-1;0;1;0;1000000;0;0;0",
+                 key);
     }
 }
 
-void TestSettings::unwritableStore_data()
-{
-    QTest::addColumn<bool>("beyondMemory");
-    QTest::newRow("Qt can neither read the section nor write the file") << true;
-    QTest::newRow("below a file there is no folder, not even for the superuser") << false;
-}
-
+/// Qt can neither read the section nor write the file, or there is no folder below a file, not even
+/// for the superuser.
 void TestSettings::unwritableStore()
 {
-    QFETCH(bool, beyondMemory);
-    PluginFixture host;
-    QTemporaryFile file;
-    QVERIFY(file.open());
-    if (beyondMemory)
-        writeStore({ { "alignMap", "@Variant(\\0\\0\\0\\t\\xf\\xff\\xff\\xff)" } }); // a list
-    else
-        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, file.fileName());
-    const QString fileName = QSettings().fileName();
-    const qint64 size = QFileInfo(fileName).size();
-    QVERIFY(host.place());
-    StandardOutput output;
-    host.destroy();
-    QCOMPARE(output.text(), "settings could not be written to " + fileName.toLocal8Bit() + '\n');
-    QCOMPARE(QFileInfo(fileName).size(), size);
-    host.create();
-    QVERIFY(host.place());
-}
-
-void TestSettings::largestFrame()
-{
-    const QMap<int, int> edges = { { 8192, 8192 }, { 8193, 512 }, { 2147483647, 512 } };
-    for (const int stored : edges.keys()) {
-        PluginFixture host({ { "dwelltime", 0 }, { "display", 0 }, { "imageSize", stored } });
-        host.plugin->init();
-        QCOMPARE(host.plugin->getImage().width(), edges[stored]);
+    for (const bool beyondMemory : { true, false }) {
+        PluginFixture host;
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        if (beyondMemory)
+            writeStore({ { "alignMap", "@Variant(\\0\\0\\0\\t\\xf\\xff\\xff\\xff)" } }); // a list
+        else
+            QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, file.fileName());
+        const QString fileName = QSettings().fileName();
+        const qint64 size = QFileInfo(fileName).size();
+        QVERIFY(host.place());
+        StandardOutput output;
+        host.destroy();
+        QCOMPARE(output.text(),
+                 "settings could not be written to " + fileName.toLocal8Bit() + '\n');
+        QCOMPARE(QFileInfo(fileName).size(), size);
+        QVERIFY(host.showsLiveImage("x"));
     }
 }
 
