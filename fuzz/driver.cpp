@@ -1,6 +1,6 @@
 #include "fuzz/driver.h"
 
-#include <QApplication>
+#include <QGuiApplication>
 
 #include <cstdio>
 #include <cstdlib>
@@ -34,7 +34,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***argv)
         return 1;
     static int arguments = 1;
     // It stays: what the platform keeps for it is no leak as long as it can be reached.
-    static QApplication *const application = new QApplication(arguments, *argv);
+    static QGuiApplication *const application = new QGuiApplication(arguments, *argv);
     Q_UNUSED(application);
     return 0;
 }

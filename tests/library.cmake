@@ -10,7 +10,8 @@ target_compile_definitions(pluginfixture PRIVATE LIBRARY_FILE="$<TARGET_FILE:bac
 
 qt_test(tst_link semlink fakemicroscope)
 qt_test(tst_reception semlink fakemicroscope)
-foreach(name tst_library tst_plugin tst_alignment tst_settings tst_hostbehaviour tst_endurance)
+foreach(name tst_library tst_plugin tst_placement tst_alignment tst_settings tst_hostbehaviour
+        tst_endurance)
     qt_test(${name} pluginfixture)
 endforeach()
 # The alignment icons lie among the host's resources.

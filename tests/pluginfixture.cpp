@@ -4,6 +4,7 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QLineF>
 #include <QMetaMethod>
 #include <QSpinBox>
 #include <QStackedWidget>
@@ -165,6 +166,17 @@ QPointF PluginFixture::centre(int imageSize) const
     const QPointF turned(c - s, s + c);
     return { values[0] + values[2] * (turned.x() + values[4] * turned.y()),
              values[1] - values[3] * (turned.y() + values[5] * turned.x()) };
+}
+
+bool PluginFixture::imageAt(const QPointF &design, int imageSize) const
+{
+    return QLineF(centre(imageSize), design).length() < 0.01;
+}
+
+void PluginFixture::dragImageTo(const QPointF &design)
+{
+    values[0] += design.x() - centre(512).x();
+    values[1] += design.y() - centre(512).y();
 }
 
 bool PluginFixture::isFinite() const

@@ -57,6 +57,8 @@ public:
     void getView();
     /// The image's centre in the design: turned, sheared, scaled with rows downwards, moved.
     QPointF centre(int imageSize) const;
+    bool imageAt(const QPointF &design, int imageSize = 512) const; ///< whether its centre is
+    void dragImageTo(const QPointF &design); ///< as in the manual alignment mode, 512 pixels
     bool isFinite() const; ///< whether the host can draw the image
 
     template <typename Widget = QWidget> Widget *widget(const char *name) const

@@ -1,43 +1,26 @@
-// Where the host draws the image and the stage goes: placement, tracking and the alignment.
+// The alignment of stage and design, and what follows from it.
 
 #include "tests/pluginfixture.h"
 
 #include <QLabel>
-#include <QLineF>
 #include <QtTest>
 
 namespace {
-const int edge = 512;
-const double unitsPerPixel = 1e6 / edge; // for a view field of 1 mm
 const QString fresh = "+start alignment, -start alignment, -start alignment -";
 
-/// The host in the manual alignment mode.
-struct Bench : PluginFixture {
-    using PluginFixture::PluginFixture;
-
-    void dragImageTo(const QPointF &design)
-    {
-        values[0] += design.x() - centre(edge).x();
-        values[1] += design.y() - centre(edge).y();
+/// Each row as "+text icon" or "-text icon", the clear button as "+" or "-".
+QString rows(const PluginFixture &host)
+{
+    QStringList texts;
+    for (const QByteArray name : { "align1", "align2", "align3" }) {
+        texts << (host.widget(name)->isEnabled() ? '+' : '-') + host.text(name);
+        const QPixmap *shown = host.widget<QLabel>(name + "status")->pixmap();
+        for (const QString icon : { "ok", "editicon" })
+            if (shown && shown->toImage() == QPixmap(":/icons/" + icon + ".png").toImage())
+                texts.last() += ' ' + icon;
     }
-    bool imageAt(const QPointF &design, int imageSize = edge) const
-    {
-        return QLineF(centre(imageSize), design).length() < 0.01;
-    }
-    /// Each row as "+text icon" or "-text icon", the clear button as "+" or "-".
-    QString rows() const
-    {
-        QStringList texts;
-        for (const QByteArray name : { "align1", "align2", "align3" }) {
-            texts << (widget(name)->isEnabled() ? '+' : '-') + text(name);
-            const QPixmap *shown = widget<QLabel>(name + "status")->pixmap();
-            for (const QString icon : { "ok", "editicon" })
-                if (shown && shown->toImage() == QPixmap(":/icons/" + icon + ".png").toImage())
-                    texts.last() += ' ' + icon;
-        }
-        return texts.join(", ") + (widget("alignClear")->isEnabled() ? " +" : " -");
-    }
-};
+    return texts.join(", ") + (host.widget("alignClear")->isEnabled() ? " +" : " -");
+}
 
 /// Turns by an angle, counter-clockwise where y points upwards, and stretches.
 QTransform turn(double degrees, double scale = 1)
@@ -61,13 +44,13 @@ bool isTaken(bool accepted, const QTransform &wafer, const QVector<QPointF> &off
         for (const QPointF &point :
              { offset.isNull() ? design : design + 1e6 * wafer.map(offset), stage + offset })
             entry += QString(";%1;%2").arg(point.x(), 0, 'g', 17).arg(point.y(), 0, 'g', 17);
-    Bench bench({ { "alignMap", QStringList(entry) } });
-    if (!bench.place())
+    PluginFixture host({ { "alignMap", QStringList(entry) } });
+    if (!host.place())
         return false;
-    bench.plugin->getDesignName("chip");
+    host.plugin->getDesignName("chip");
     const QPointF shown = accepted ? wafer.map(elsewhere) : -elsewhere;
-    return bench.text("statusDisplay") == (accepted ? "alignment complete" : "alignment error")
-        && bench.reportStage(stage + elsewhere) && bench.imageAt(design + 1e6 * shown);
+    return host.text("statusDisplay") == (accepted ? "alignment complete" : "alignment error")
+        && host.reportStage(stage + elsewhere) && host.imageAt(design + 1e6 * shown);
 }
 
 QString move(double x, double y, double value3 = 3, double value4 = 4, double value5 = 5)
@@ -102,90 +85,12 @@ class TestAlignment : public QObject {
     Q_OBJECT
 
 private slots:
-    void firstPlacement();
-    void tracking();
     void alignment_data();
     void alignment();
     void mapsThroughPairs();
     void storedDesigns();
     void moveStageToView();
-    void nonFiniteReports();
 };
-
-void TestAlignment::firstPlacement()
-{
-    for (const bool live : { true, false }) {
-        const int size = live ? 1024 : 1023;
-        // An overlay is drawn anew when it moves with the image; live frames come anyway.
-        const QString redrawn = live ? "" : "|imageUpdate";
-        Bench bench({ { "display", live ? 0 : 2 }, { "imageSize", size } });
-        bench.plugin->init();
-        bench.plugin->close(); // no reminders in between
-        QVERIFY(bench.connectAll());
-        bench.use("stageToView"); // moves nothing, not even later
-        QVERIFY(!QStringList({ "", "connected" }).contains(bench.text("statusDisplay")));
-        bench.viewCentre = { 4000000, -2000000 }; // the last view counts
-        bench.getView();
-        bench.answering = false;
-        bench.microscope.setStage(10, 20);
-        QVERIFY(bench.reportViewField(1));
-        QCOMPARE(bench.values[2], 1.0);
-        bench.answering = true;
-        bench.getPos();
-        QCOMPARE(bench.events.join('|'), QString("posUpdate|imageUpdate|centerImage"));
-        QVERIFY(bench.imageAt({ 4e6, -2e6 }, size));
-        for (int i = 0; i < 5; ++i)
-            QCOMPARE(bench.values[2 + i], i < 2 ? 1e6 / size : 0);
-        QCOMPARE(bench.rows(), fresh);
-        QVERIFY(bench.reportStage({ 11, 20 }) && bench.imageAt({ 3e6, -2e6 }, size));
-        QCOMPARE(bench.events.join('|'), "posUpdate" + redrawn);
-        bench.events.clear();
-        bench.use("768x768");
-        QCOMPARE(bench.events.join('|'), "imageUpdate|posUpdate" + redrawn);
-        QCOMPARE(bench.values[3], 1e6 / 768);
-        bench.getView();
-        const int polls = bench.microscope.polls();
-        SPIN_VERIFY(bench.microscope.polls() > polls + 1);
-        QVERIFY(!bench.microscope.commands().join(' ').contains("StgMoveTo"));
-    }
-}
-
-void TestAlignment::tracking()
-{
-    Bench bench;
-    double *const values = bench.values;
-    QVERIFY(bench.place());
-    const double skew[] = { 0.1, 0.2, 7 }; // both shears and the rotation, as the user set
-    std::copy(skew, skew + 3, values + 4);
-    bench.dragImageTo({ 12345, 0 });
-    bench.getPos();
-    QVERIFY(bench.imageAt({ 12345, 0 })); // nothing has moved, so the host's word counts
-    // The user's own scale lives on until a zoom finds it more than 10 % off.
-    double viewField = 1;
-    for (const QPointF scale : { QPointF(0.9, 0.9), QPointF(1.1, 1.1), QPointF(0.8999999, 1),
-                                 QPointF(1.1000001, 1), QPointF(-1, 1) })
-        for (int axis : { 0, 1 }) {
-            values[2 + axis] = scale.x() * viewField * unitsPerPixel;
-            values[3 - axis] = viewField * unitsPerPixel;
-            viewField = 3 - viewField;
-            QVERIFY(bench.reportViewField(viewField) && bench.imageAt({ 0, 0 }));
-            QCOMPARE(values[2 + axis], scale.y() * viewField * unitsPerPixel);
-            QCOMPARE(values[3 - axis], viewField * unitsPerPixel);
-        }
-    QVERIFY(bench.reportStage({ 10, 22 }) && bench.imageAt({ 0, -2000000 }));
-    // While a pair is being positioned the image stays, and zooms about its own centre.
-    bench.use("align1");
-    bench.dragImageTo({ 777, 888 });
-    QVERIFY(bench.reportStage({ 15, 25 }) && bench.imageAt({ 777, 888 }));
-    QVERIFY(bench.reportViewField(2) && bench.imageAt({ 777, 888 }));
-    bench.viewCentre = { 4000, -5000 };
-    bench.call("alignClear"); // the image is placed anew
-    QVERIFY(bench.imageAt({ 4000, -5000 }) && std::equal(skew, skew + 3, values + 4));
-    // A view field of nothing, then a new one: without shear and rotation.
-    QVERIFY(bench.reportViewField(0) && bench.reportViewField(0.5));
-    for (int i = 0; i < 5; ++i)
-        QCOMPARE(values[2 + i], i < 2 ? 0.5 * unitsPerPixel : 0);
-}
 
 void TestAlignment::alignment_data()
 {
@@ -208,27 +113,26 @@ void TestAlignment::alignment()
     QFETCH(QTransform, wafer);
     QFETCH(QString, maps);
     const auto shown = [&](const QPointF &at) { return 1e6 * wafer.map(at) + QPointF(700, -300); };
-    Bench bench;
-    QVERIFY(bench.place());
-    bench.plugin->getDesignName("the design before");
-    bench.plugin->getDesignName(name);
+    PluginFixture host;
+    QVERIFY(host.place());
+    host.plugin->getDesignName("the design before");
+    host.plugin->getDesignName(name);
     QString status = "connected";
     int pairs = 0;
     for (const auto &step : steps) {
         const QPointF stage = stages[step.pair];
-        bench.answering = false; // what the plugin knows the host has not drawn yet
-        QVERIFY(step.pair == 0
-                || bench.reportStage(step.events == confirm ? stage : QPointF(1, 1)));
-        bench.answering = true;
+        host.answering = false; // what the plugin knows the host has not drawn yet
+        QVERIFY(step.pair == 0 || host.reportStage(step.events == confirm ? stage : QPointF(1, 1)));
+        host.answering = true;
         if (step.events == confirm)
-            bench.dragImageTo(shown(stage));
-        bench.forget();
-        bench.use(buttons[step.pair]);
-        QCOMPARE(bench.events.join('|'), step.events);
-        QCOMPARE(bench.rows(), step.rows);
+            host.dragImageTo(shown(stage));
+        host.forget();
+        host.use(buttons[step.pair]);
+        QCOMPARE(host.events.join('|'), step.events);
+        QCOMPARE(rows(host), step.rows);
         if (step.revisited) {
-            SPIN_COMPARE(bench.microscope.commands(), QStringList(move(stage.x(), stage.y())));
-            QVERIFY(bench.imageAt(shown(stage)));
+            SPIN_COMPARE(host.microscope.commands(), QStringList(move(stage.x(), stage.y())));
+            QVERIFY(host.imageAt(shown(stage)));
         }
         if (step.events != confirm)
             continue;
@@ -236,16 +140,16 @@ void TestAlignment::alignment()
         const QChar map = maps.at(pairs - 1);
         if (pairs > 1)
             status = map == '1' ? "alignment error" : "alignment complete";
-        QCOMPARE(bench.text("statusDisplay"), status);
-        QVERIFY(bench.reportStage(elsewhere));
+        QCOMPARE(host.text("statusDisplay"), status);
+        QVERIFY(host.reportStage(elsewhere));
         const QPointF byFirstPair = shown(stages[1]) - 1e6 * (elsewhere - stages[1]);
-        QVERIFY(map == '-' || bench.imageAt(map == '1' ? byFirstPair : shown(elsewhere)));
+        QVERIFY(map == '-' || host.imageAt(map == '1' ? byFirstPair : shown(elsewhere)));
         // The way back: the stage goes where the wafer shows the view's centre.
-        bench.viewCentre = bench.centre(edge).toPoint();
-        bench.use("stageToView");
-        SPIN_COMPARE(bench.microscope.commands().value(0), move(-3, 7.5));
+        host.viewCentre = host.centre(512).toPoint();
+        host.use("stageToView");
+        SPIN_COMPARE(host.microscope.commands().value(0), move(-3, 7.5));
     }
-    bench.destroy();
+    host.destroy();
     const QString saved = QSettings().value("tescan/alignMap").toStringList().join('|');
     QTEST(saved.count(';') / 4, "stored");
     QVERIFY(saved.isEmpty() || saved.startsWith(name + ';'));
@@ -276,89 +180,66 @@ void TestAlignment::mapsThroughPairs()
 void TestAlignment::storedDesigns()
 {
     const QStringList stored = { "ch;0;0;0;0;-1000000;0;1;0", "chi;5000;0;0;0;-995000;0;1;0" };
-    Bench bench({ { "alignMap", stored } });
-    QVERIFY(bench.place());
+    PluginFixture host({ { "alignMap", stored } });
+    QVERIFY(host.place());
     for (const QString name : { "ch", "absent", "chi" }) { // "ch" is too short a name
         const bool known = name == "chi";
-        bench.events.clear();
-        bench.plugin->getDesignName(name);
-        QCOMPARE(bench.events.contains("posUpdate"), known);
-        QCOMPARE(bench.rows(), known ? QString(fresh).replace('-', '+') : fresh);
+        host.events.clear();
+        host.plugin->getDesignName(name);
+        QCOMPARE(host.events.contains("posUpdate"), known);
+        QCOMPARE(rows(host), known ? QString(fresh).replace('-', '+') : fresh);
         const QPointF stage(11 + name.size(), 20), origin(10000000, 20000000);
-        QVERIFY(bench.reportStage(stage));
-        QVERIFY(bench.imageAt((known ? QPointF(5000, 0) : origin) - 1e6 * stage));
+        QVERIFY(host.reportStage(stage));
+        QVERIFY(host.imageAt((known ? QPointF(5000, 0) : origin) - 1e6 * stage));
     }
     // Until the host has reported its view the alignment counts.
-    bench.answering = false;
-    bench.call("alignClear");
-    QCOMPARE(bench.rows(), fresh);
-    bench.answering = true;
-    bench.forget();
-    bench.use("align1");
-    SPIN_COMPARE(bench.microscope.commands(), QStringList(move(0, 0)));
-    QVERIFY(bench.imageAt({ 5000, 0 }));
+    host.answering = false;
+    host.call("alignClear");
+    QCOMPARE(rows(host), fresh);
+    host.answering = true;
+    host.forget();
+    host.use("align1");
+    SPIN_COMPARE(host.microscope.commands(), QStringList(move(0, 0)));
+    QVERIFY(host.imageAt({ 5000, 0 }));
     for (double units : { 1e-6, 0.0, qQNaN(), qInf() }) {
-        bench.plugin->setDatabaseUnits(units); // the alignment was made for another one
-        bench.plugin->getDesignName("chi");
-        QCOMPARE(bench.text("statusDisplay"), QString("alignment error"));
-        bench.getPos();
-        QVERIFY(bench.isFinite());
+        host.plugin->setDatabaseUnits(units); // the alignment was made for another one
+        host.plugin->getDesignName("chi");
+        QCOMPARE(host.text("statusDisplay"), QString("alignment error"));
+        host.getPos();
+        QVERIFY(host.isFinite());
     }
-    bench.destroy();
+    host.destroy();
     QCOMPARE(QSettings().value("tescan/alignMap").toStringList(), stored);
 }
 
 void TestAlignment::moveStageToView()
 {
-    Bench bench;
-    QVERIFY(bench.place());
-    bench.use("viewToStage");
-    QCOMPARE(bench.events, QStringList("centerImage"));
+    PluginFixture host;
+    QVERIFY(host.place());
+    host.use("viewToStage");
+    QCOMPARE(host.events, QStringList("centerImage"));
     // The fourth stage value is that of the image on display, the third and fifth are the newest.
-    bench.answering = false;
-    QVERIFY(bench.report([&] { bench.microscope.setStage(10, 20, 30, 40, 50); }));
-    bench.answering = true;
-    bench.viewCentre = { 2000000, -1000000 };
-    bench.microscope.forget();
-    bench.use("stageToView");
-    bench.getView(); // once more, unasked
-    bench.viewSize = { 600, 1000 };
-    bench.getPos();
+    host.answering = false;
+    QVERIFY(host.report([&] { host.microscope.setStage(10, 20, 30, 40, 50); }));
+    host.answering = true;
+    host.viewCentre = { 2000000, -1000000 };
+    host.microscope.forget();
+    host.use("stageToView");
+    host.getView(); // once more, unasked
+    host.viewSize = { 600, 1000 };
+    host.getPos();
     for (double zoom : { 0.0, qQNaN(), 0.001 }) { // nothing that is no number is ever sent
-        bench.zoom = zoom;
-        bench.use("stageToView");
+        host.zoom = zoom;
+        host.use("stageToView");
     }
     for (double value3 : { qInf(), 3.0 }) {
-        QVERIFY(bench.report([&] { bench.microscope.setStage(10, 20, value3, value3 + 39, 5); }));
-        bench.use("stageToView");
+        QVERIFY(host.report([&] { host.microscope.setStage(10, 20, value3, value3 + 39, 5); }));
+        host.use("stageToView");
     }
-    SPIN_COMPARE(bench.microscope.commands(),
+    SPIN_COMPARE(host.microscope.commands(),
                  QStringList({ move(8, 21, 30, 4, 50), "SetViewField 8.000000e-01",
                                move(8, 21, 30, 40, 50), "SetViewField 1.000000e+00",
                                move(8, 21, 3, 42, 5), "SetViewField 1.000000e+00" }));
-}
-
-void TestAlignment::nonFiniteReports()
-{
-    for (const QByteArray number : { "nan", "-inf", "1e400", "1e308" })
-        for (const bool ofStage : { true, false }) {
-            const QByteArray stage = wire::text(ofStage ? number : "10"), rest = wire::real(20);
-            const QByteArray bad =
-                wire::message("StgGetPosition", stage + rest + rest + rest + rest)
-                + wire::message("GetViewField", wire::text(ofStage ? "1" : number));
-            Bench bench;
-            QVERIFY(bench.place());
-            for (int state = 0; state < 4; ++state) { // placed, positioning, confirming, aligned
-                QVERIFY(bench.report([&] { bench.microscope.reply(bad); }));
-                bench.call("align1");
-                QVERIFY2(bench.isFinite(), number);
-                bench.microscope.setStage(11 + state, 20);
-                QVERIFY2(bench.reportViewField(2 + state), number);
-                SPIN_COMPARE(bench.values[2], (2 + state) * unitsPerPixel);
-            }
-            bench.call("alignClear");
-            QVERIFY2(bench.reportStage({ 20, 20 }) && bench.imageAt({ -6000000, 0 }), number);
-        }
 }
 
 QTEST_MAIN(TestAlignment)

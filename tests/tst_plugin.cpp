@@ -125,19 +125,20 @@ void TestPlugin::detectorList()
     const struct {
         QString enumeration;
         int index;
-        QString items, selected;
-    } rows[] = { { two, 1, "0 - SE|1 - BSE", "1 - BSE" },
-                 { two, 7, "0 - SE|1 - BSE", "0 - SE" },
-                 { "", 3, "", "" },
-                 { "a.name=X\na=5", 5, "5 - X", "" }, // the number is no position
-                 { "=\nnonsense\na=b=c\n.name.x=N\n=4", 0, " - |4 - N", " - " },
-                 { "n=2\nx.name=late\nn=3", 0, "2 - |3 - late", "2 - " } };
+        QString items, selected; // the items come on top of those before
+    } rows[] = { { "", 3, "", "" },
+                 { two, 1, "0 - SE|1 - BSE", "1 - BSE" },
+                 { two, 7, "|0 - SE|1 - BSE", "0 - SE" },
+                 { "a.name=X\na=5", 5, "|5 - X", "" }, // the number is no position
+                 { "=\nnonsense\na=b=c\n.name.x=N\n=4", 0, "| - |4 - N", "0 - SE" },
+                 { "n=2\nx.name=late\nn=3", 2, "|2 - |3 - late", "0 - SE" } };
+    PluginFixture host;
+    host.plugin->init();
+    QString items;
     for (const auto &row : rows) {
-        PluginFixture host;
-        host.plugin->init();
         QMetaObject::invokeMethod(host.panel, "detectorInfo", Q_ARG(QString, row.enumeration),
                                   Q_ARG(int, row.index));
-        QCOMPARE(host.items("detector"), row.items);
+        QCOMPARE(host.items("detector"), items += row.items);
         QCOMPARE(host.text("detector"), row.selected);
     }
 }
@@ -173,6 +174,7 @@ void TestPlugin::userActions()
     const QByteArray list = wire::text("d.name=SE\nd=0\nd.name=BSE - low\nd=1");
     host.microscope.reply(wire::message("DtEnumDetectors", list));
     SPIN_COMPARE(host.items("detector"), QString("0 - SE|1 - BSE - low"));
+    QCOMPARE(host.text("statusDisplay"), QString("start scanning")); // it is selected already
     host.forget();
     QString commands;
     for (const auto &step : steps) {
