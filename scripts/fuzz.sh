@@ -15,7 +15,6 @@ fi
 
 scripts/build.sh fuzz
 mkdir -p build/fuzz/findings
-[ ! -w /dev/shm ] || export TMPDIR=/dev/shm # the settings target writes files all the time
 # Leaks are looked for once, at the end: after every run it takes longer than the run.
 export ASAN_OPTIONS=detect_leaks=1:allocator_may_return_null=1
 export LSAN_OPTIONS=suppressions=$PWD/tests/leaks.supp:print_suppressions=0

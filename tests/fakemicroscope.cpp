@@ -3,6 +3,7 @@
 #include <QtEndian>
 
 #include <algorithm>
+#include <sys/socket.h>
 
 namespace {
 quint32 uint32At(const QByteArray &bytes, int pos)
@@ -18,14 +19,12 @@ QByteArray nameOf(const QByteArray &message)
 QString describe(const QByteArray &message)
 {
     const QByteArray name = nameOf(message);
-    const int flags = uchar(message.at(25));
-    QByteArray clean = wire::message(name, message.mid(32));
-    clean[25] = char(flags);
-    if (clean != message)
+    QByteArray unflagged = message;
+    unflagged[25] = '\0';
+    if (unflagged != wire::message(name, message.mid(32)))
         return name + " MALFORMED";
-    QString text = name;
-    if (flags != 0)
-        text += QString("[%1]").arg(flags);
+    const int flags = uchar(message.at(25));
+    QString text = flags ? QString("%1[%2]").arg(name.constData()).arg(flags) : name;
     const bool hasReals = name == "StgMoveTo" || name == "SetViewField";
     for (int pos = 32; pos < message.size(); pos += hasReals ? 20 : 4)
         text += hasReals ? ' ' + QString(message.mid(pos + 4, 16).constData())
@@ -84,7 +83,12 @@ FakeMicroscope::FakeMicroscope()
     while (!free())
         controlServer.close();
     connect(&controlServer, &QTcpServer::newConnection, this, [this] {
+        for (QTcpSocket *former : { control.data(), data.data() })
+            if (former)
+                former->deleteLater();
         control = controlServer.nextPendingConnection();
+        control->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+        data = nullptr;
         m_buffer.clear();
         connect(control, &QTcpSocket::readyRead, this, &FakeMicroscope::takeMessages);
     });
@@ -139,10 +143,27 @@ void FakeMicroscope::setStage(double x, double y, double value3, double value4, 
 
 void FakeMicroscope::write(QTcpSocket *socket, const QByteArray &bytes)
 {
-    if (socket && socket->state() == QAbstractSocket::ConnectedState) {
-        socket->write(bytes);
-        socket->flush();
-    }
+    if (!socket || socket->state() != QAbstractSocket::ConnectedState)
+        return;
+    const bool counted = bytesLeft >= 0 && socket == (m_cutChannel == Control ? control : data);
+    const int count = counted ? qMin(bytesLeft, bytes.size()) : bytes.size();
+    socket->write(bytes.constData(), count);
+    socket->flush();
+    if (!counted || (bytesLeft -= count) > 0)
+        return;
+    bytesLeft = -1;
+    if (!m_cutByReset)
+        return socket->disconnectFromHost();
+    const linger atOnce = { 1, 0 };
+    setsockopt(int(socket->socketDescriptor()), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+    socket->abort();
+}
+
+void FakeMicroscope::cutAfter(int bytes, Channel channel, bool byReset)
+{
+    bytesLeft = bytes;
+    m_cutChannel = channel;
+    m_cutByReset = byReset;
 }
 
 void FakeMicroscope::dropConnections()
@@ -150,4 +171,12 @@ void FakeMicroscope::dropConnections()
     for (QTcpSocket *socket : { control.data(), data.data() })
         if (socket)
             socket->disconnectFromHost();
+}
+
+bool FakeMicroscope::isAlone() const
+{
+    const auto closed = [](const QTcpSocket *socket) {
+        return !socket || socket->state() == QAbstractSocket::UnconnectedState;
+    };
+    return closed(control) && closed(data);
 }

@@ -47,6 +47,8 @@ template <typename Condition> bool spinUntil(Condition condition)
 /// every command and answers those it has an answer for. It shares no code with the link.
 class FakeMicroscope : public QObject {
 public:
+    enum Channel { Control, Data };
+
     FakeMicroscope();
 
     quint16 port() const { return controlServer.serverPort(); }
@@ -65,6 +67,11 @@ public:
     void reply(const QByteArray &bytes) { write(control, bytes); }
     void scan(const QByteArray &bytes) { write(data, bytes); }
     void dropConnections();
+    /// Ends the conversation as soon as so many bytes have gone out on the channel; `bytesLeft` is
+    /// negative from then on.
+    void cutAfter(int bytes, Channel channel, bool byReset);
+    /// Whether neither channel is open.
+    bool isAlone() const;
 
     QList<QByteArray> received; ///< whole messages since forget()
     QMap<QByteArray, QByteArray> answers; ///< command name to body of the reply
@@ -72,15 +79,16 @@ public:
     QPointer<QTcpSocket> data;
     QTcpServer controlServer;
     QTcpServer dataServer; ///< close() it to refuse data channels
-
-protected:
-    virtual void write(QTcpSocket *socket, const QByteArray &bytes);
+    int bytesLeft = -1;
 
 private:
     void takeMessages();
     void report(const QByteArray &name, const QByteArray &body);
+    void write(QTcpSocket *socket, const QByteArray &bytes);
 
     QByteArray m_buffer;
+    Channel m_cutChannel = Control;
+    bool m_cutByReset = false;
 };
 
 #endif

@@ -4,21 +4,24 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QLineF>
 #include <QMetaMethod>
 #include <QSpinBox>
 #include <QStackedWidget>
 #include <QtMath>
 
+#include <algorithm>
 #include <cmath>
 
-PluginFixture::PluginFixture(const QString &libraryFile)
-    : loader(libraryFile)
+PluginFixture::PluginFixture(const QVariantMap &settings)
+    : loader(LIBRARY_FILE)
 {
     // Qt 5 would keep the library in memory; hosts on Qt 4 unload it in earnest.
     loader.setLoadHints({});
     QCoreApplication::setOrganizationName("layout-tests");
     QCoreApplication::setApplicationName("layout-tests");
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settingsDir.path());
+    set(settings);
     create();
 }
 
@@ -26,6 +29,13 @@ PluginFixture::~PluginFixture()
 {
     destroy();
     loader.unload();
+}
+
+void PluginFixture::set(const QVariantMap &settings)
+{
+    QSettings store;
+    for (auto setting = settings.begin(); setting != settings.end(); ++setting)
+        store.setValue("tescan/" + setting.key(), setting.value());
 }
 
 void PluginFixture::create()
@@ -45,15 +55,18 @@ void PluginFixture::create()
             SLOT(takePanel(QWidget *, QString)));
 }
 
-void PluginFixture::init()
-{
-    plugin->init();
-}
-
 void PluginFixture::destroy()
 {
     delete object;
     plugin = nullptr;
+}
+
+void PluginFixture::restart()
+{
+    destroy();
+    create();
+    forget();
+    plugin->init();
 }
 
 void PluginFixture::note()
@@ -76,30 +89,62 @@ void PluginFixture::takePanel(QWidget *widget, const QString &name)
     panelName = name;
 }
 
-bool PluginFixture::connectTo(const FakeMicroscope &microscope)
+void PluginFixture::pressConnect(int port)
 {
     widget<QLineEdit>("host")->setText("127.0.0.1");
-    widget<QSpinBox>("port")->setValue(microscope.port());
-    click("connectButton");
-    return spinUntil([&] {
-        return widget<QStackedWidget>("stackedWidget")->currentIndex() == 1 && microscope.data
-            && microscope.commands().contains("TcpGetSWVersion");
+    widget<QSpinBox>("port")->setValue(port ? port : microscope.port());
+    use("connectButton");
+}
+
+bool PluginFixture::connectAll()
+{
+    microscope.forget();
+    pressConnect();
+    return spinUntil([this] {
+        return page() == 1 && microscope.data
+            && microscope.commands().join(' ').contains("TcpGetSWVersion");
     });
 }
 
-bool PluginFixture::place(FakeMicroscope *microscope)
+bool PluginFixture::place()
 {
-    init();
-    if (!connectTo(*microscope))
+    plugin->init();
+    if (!connectAll())
         return false;
-    auto &answers = microscope->answers;
-    if (!answers.contains("StgGetPosition"))
-        answers["StgGetPosition"] = wire::position(0, 0);
-    if (!answers.contains("GetViewField"))
-        answers["GetViewField"] = wire::real(1);
-    for (const QByteArray name : { "StgGetPosition", "GetViewField" })
-        microscope->reply(wire::message(name, answers.value(name)));
-    return spinUntil([this] { return events.contains("centerImage"); });
+    microscope.setStage(10, 20);
+    microscope.setViewField(1);
+    const bool placed = spinUntil([this] { return events.contains("centerImage"); });
+    forget();
+    return placed;
+}
+
+bool PluginFixture::showsLiveImage(const QByteArray &levels)
+{
+    create();
+    plugin->init();
+    plugin->setDatabaseUnits(1e-9);
+    std::fill(values, values + 7, 0.0);
+    if (!connectAll()) {
+        qWarning("DBG page %d data %d cmds %s status %s", page(), !microscope.data.isNull(),
+                 qPrintable(microscope.commands().join("|")), qPrintable(text("statusDisplay")));
+        return false;
+    }
+    if (!widget<QAbstractButton>("displayLive")->isChecked())
+        use("displayLive");
+    microscope.setStage(1, 2);
+    microscope.setViewField(3);
+    microscope.scan(wire::scanData(0, levels));
+    return spinUntil([&] {
+        return qGray(corner()) == levels.at(0)
+            && qFuzzyCompare(values[2], 3e6 / plugin->getImage().width());
+    });
+}
+
+bool PluginFixture::report(const std::function<void()> &send)
+{
+    events.clear();
+    send();
+    return spinUntil([this] { return events.contains("posUpdate"); });
 }
 
 void PluginFixture::getPos()
@@ -123,18 +168,47 @@ QPointF PluginFixture::centre(int imageSize) const
              values[1] - values[3] * (turned.y() + values[5] * turned.x()) };
 }
 
-void PluginFixture::click(const char *button)
+bool PluginFixture::imageAt(const QPointF &design, int imageSize) const
 {
-    widget<QAbstractButton>(button)->click();
+    return QLineF(centre(imageSize), design).length() < 0.01;
 }
 
-void PluginFixture::choose(const char *list, const QString &text)
+void PluginFixture::dragImageTo(const QPointF &design)
 {
-    QComboBox *box = widget<QComboBox>(list);
-    box->setCurrentIndex(box->findText(text));
+    values[0] += design.x() - centre(512).x();
+    values[1] += design.y() - centre(512).y();
 }
 
-QString PluginFixture::status() const
+bool PluginFixture::isFinite() const
 {
-    return widget<QLabel>("statusDisplay")->text();
+    return std::all_of(values, values + 7, [](double value) { return qIsFinite(value); });
+}
+
+void PluginFixture::use(const QString &what)
+{
+    if (auto *button = panel->findChild<QAbstractButton *>(what))
+        return button->click();
+    for (QComboBox *list : panel->findChildren<QComboBox *>())
+        if (list->findText(what) >= 0)
+            list->setCurrentIndex(list->findText(what));
+}
+
+QString PluginFixture::items(const char *list) const
+{
+    QStringList texts;
+    const QComboBox *box = widget<QComboBox>(list);
+    for (int i = 0; i < box->count(); ++i)
+        texts << box->itemText(i);
+    return texts.join('|');
+}
+
+QString PluginFixture::text(const char *label) const
+{
+    const QWidget *shown = widget(label);
+    return shown->property(shown->inherits("QComboBox") ? "currentText" : "text").toString();
+}
+
+int PluginFixture::page() const
+{
+    return widget<QStackedWidget>("stackedWidget")->currentIndex();
 }

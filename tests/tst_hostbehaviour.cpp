@@ -1,7 +1,7 @@
-// Hosts that run an event loop of their own in the middle of a signal, or have deleted the plugin
-// or its panel when the signal returns.
+// Hosts, users and microscopes that do anything at any time, also in the middle of a signal.
 
 #include "tests/pluginfixture.h"
+#include "tests/process.h"
 
 #include <QAbstractButton>
 #include <QComboBox>
@@ -11,33 +11,31 @@
 #include <QVBoxLayout>
 #include <QtTest>
 
-using Trigger = std::function<void(PluginFixture &, FakeMicroscope &)>;
-Q_DECLARE_METATYPE(Trigger)
+#include <random>
 
 namespace {
-const QStringList pluginGone = { "at once", "in an event loop" };
-const QStringList eitherGone = pluginGone + QStringList("panel only");
+const QVariantMap live = { { "display", 0 },
+                           { "alignMap", QStringList("chipA;0;0;0;0;-1000000;0;1;0") } };
 
-Trigger click(const char *button)
+/// A button or list of the panel, a slot of the plugin, or something else by its name.
+void act(PluginFixture *host, const char *name)
 {
-    return [button](PluginFixture &host, FakeMicroscope &) {
-        QTest::mouseClick(host.widget<QAbstractButton>(button), Qt::LeftButton);
-    };
+    QWidget *widget = host->panel ? host->widget(name) : nullptr;
+    if (!qstrcmp(name, "scan"))
+        host->microscope.scan(wire::scanData(0, "xyz") + wire::scanData(3, "abc"));
+    else if (!qstrcmp(name, "stage"))
+        host->microscope.setStage(5, 5);
+    else if (!qstrcmp(name, "design"))
+        host->plugin->getDesignName("chipA");
+    else if (!qstrcmp(name, "init"))
+        host->plugin->init();
+    else if (qobject_cast<QComboBox *>(widget))
+        QTest::keyClick(widget, Qt::Key_Down);
+    else if (widget && widget->isEnabled())
+        QTest::mouseClick(widget, Qt::LeftButton);
+    else
+        host->call(name);
 }
-
-Trigger chooseByKey(const char *list)
-{
-    return [list](PluginFixture &host, FakeMicroscope &) {
-        QTest::keyClick(host.widget<QComboBox>(list), Qt::Key_Down);
-    };
-}
-
-const Trigger scanData = [](PluginFixture &, FakeMicroscope &microscope) {
-    microscope.scan(wire::scanData(0, "xyz") + wire::scanData(3, "abc"));
-};
-const Trigger stageMove = [](PluginFixture &, FakeMicroscope &microscope) {
-    microscope.setStage(5, 5);
-};
 
 /// As when a host shows a message box and something else makes it delete the plugin meanwhile.
 void deleteWithinLoop(PluginFixture *host)
@@ -47,7 +45,6 @@ void deleteWithinLoop(PluginFixture *host)
     QTimer::singleShot(20, &loop, &QEventLoop::quit);
     loop.exec();
 }
-
 } // namespace
 
 class TestHostBehaviour : public QObject {
@@ -59,62 +56,39 @@ private slots:
     void deletedWhileTwoAreAtWork();
     void askedWhileThePanelGoes();
     void windowGoesFirst();
+    void anyOrder();
 };
 
 void TestHostBehaviour::deletedWithinSignal_data()
 {
-    QTest::addColumn<QByteArray>("signal");
+    QTest::addColumn<QString>("trigger");
+    QTest::addColumn<QString>("signal");
     QTest::addColumn<QString>("deletion");
-    QTest::addColumn<bool>("placed"); // before the trigger, instead of not even initialised
-    QTest::addColumn<Trigger>("trigger");
-    const auto row = [](const char *name, const char *signal, Trigger trigger,
-                        QStringList deletions = pluginGone, bool placed = true) {
-        for (const QString &deletion : deletions)
-            QTest::addRow("%s, %s, %s", signal, name, qPrintable(deletion))
-                << QByteArray(signal) << deletion << placed << trigger;
-    };
-    const auto call = [](const char *slot) -> Trigger {
-        return [slot](PluginFixture &host, FakeMicroscope &) { host.call(slot); };
-    };
-    const Trigger init = [](PluginFixture &host, FakeMicroscope &) { host.init(); };
-    row("init", "addWidget", init, pluginGone, false);
-    row("init", "imageUpdate", init, pluginGone, false);
-    row("data channel", "imageUpdate", scanData, eitherGone);
-    row("control channel", "posUpdate", stageMove, eitherGone);
-    row("first placement", "imageUpdate", click("connectButton"));
-    row("first placement", "centerImage", call("alignClear"));
-    row("connect button", "requestView", click("connectButton"), eitherGone);
-    row("display button", "imageUpdate", click("displayBox"));
-    row("alignment button", "requestAlignManuel", click("align1"), eitherGone);
-    row("alignment button", "posUpdate", click("align1"));
-    row("second click", "requestDefaultMode", [](PluginFixture &host, FakeMicroscope &microscope) {
-        click("align1")(host, microscope);
-        click("align1")(host, microscope);
-    });
-    row("slot", "requestAlignAssist", call("alignAssist"));
-    row("clone button", "requestCloneImage", click("freezeButton"), eitherGone);
-    row("view button", "centerImage", click("viewToStage"), eitherGone);
-    row("stage button", "requestView", click("stageToView"));
-    row("image size", "imageUpdate", chooseByKey("imageSize"));
-    row("image size", "posUpdate", chooseByKey("imageSize"));
-    row("design", "posUpdate",
-        [](PluginFixture &host, FakeMicroscope &) { host.plugin->getDesignName("chipA"); });
-    row("refresh timer", "imageUpdate", call("triggerTimer"));
+    // Qt's own lists do not survive being deleted within their signal.
+    const QRegularExpression pluginOnly("init|imageSize|connectButton imageUpdate");
+    for (const QByteArray row :
+         { "init addWidget", "init imageUpdate", "scan imageUpdate", "stage posUpdate",
+           "connectButton requestView", "connectButton imageUpdate", "alignClear centerImage",
+           "displayBox imageUpdate", "align1 requestAlignManuel", "align1 posUpdate",
+           "align1,align1 requestDefaultMode", "alignAssist requestAlignAssist",
+           "freezeButton requestCloneImage", "viewToStage centerImage", "stageToView requestView",
+           "imageSize imageUpdate", "imageSize posUpdate", "design posUpdate",
+           "triggerTimer imageUpdate" })
+        for (const QString deletion : { "at once", "in an event loop", "panel only" })
+            if (deletion != "panel only" || !QString(row).contains(pluginOnly))
+                QTest::newRow(row + ", " + deletion.toLatin1())
+                    << QString(row.split(' ')[0]) << QString(row.split(' ')[1]) << deletion;
 }
 
 void TestHostBehaviour::deletedWithinSignal()
 {
-    QFETCH(QByteArray, signal);
+    QFETCH(QString, trigger);
+    QFETCH(QString, signal);
     QFETCH(QString, deletion);
-    QFETCH(bool, placed);
-    QFETCH(Trigger, trigger);
     const bool panelOnly = deletion == "panel only";
-    PluginFixture host(LIBRARY_FILE);
-    QSettings().setValue("tescan/display", 0);
-    QSettings().setValue("tescan/alignMap", QStringList("chipA;0;0;0;0;-1000000;0;1;0"));
-    FakeMicroscope microscope;
-    if (placed) {
-        QVERIFY(host.place(&microscope));
+    PluginFixture host(live);
+    if (trigger != "init") {
+        QVERIFY(host.place());
         host.panel->show();
     }
     bool done = false;
@@ -124,63 +98,49 @@ void TestHostBehaviour::deletedWithinSignal()
         done = true;
         if (panelOnly)
             delete host.panel;
-        else if (deletion == "at once")
-            host.destroy();
         else
-            deleteWithinLoop(&host);
+            deletion == "at once" ? host.destroy() : deleteWithinLoop(&host);
     };
-    trigger(host, microscope);
+    for (const QString &name : trigger.split(','))
+        act(&host, name.toLatin1());
     SPIN_VERIFY(done && !host.panel && (panelOnly || !host.object));
-    if (panelOnly) {
-        // What the microscope shows still reaches the host, unless it was asked to connect anew.
-        microscope.scan(wire::scanData(0, "\x42"));
-        if (signal != "requestView")
-            SPIN_COMPARE(host.plugin->getImage().pixel(0, 0), 0xFF424242u);
-        return;
-    }
-    const auto closed = [](const QTcpSocket *socket) {
-        return !socket || socket->state() == QAbstractSocket::UnconnectedState;
-    };
-    SPIN_VERIFY(closed(microscope.control) && closed(microscope.data));
     host.onSignal = nullptr;
-    host.create();
-    microscope.forget();
-    QVERIFY(host.place(&microscope));
+    if (!panelOnly) {
+        SPIN_VERIFY(host.microscope.isAlone());
+        QVERIFY(host.showsLiveImage("\x42"));
+    } else if (trigger != "init" && signal != "requestView" && trigger != "displayBox") {
+        host.microscope.scan(wire::scanData(0, "\x42"));
+        SPIN_COMPARE(host.corner(), 0xFF424242u); // what the microscope shows still arrives
+    }
 }
 
 /// A list of the panel is at work, and in the host's event loop then a socket.
 void TestHostBehaviour::deletedWhileTwoAreAtWork()
 {
-    PluginFixture host(LIBRARY_FILE);
-    QSettings().setValue("tescan/display", 0);
-    FakeMicroscope microscope;
-    QVERIFY(host.place(&microscope));
+    PluginFixture host(live);
+    QVERIFY(host.place());
     host.panel->show();
     int depth = 0;
     host.onSignal = [&](const QByteArray &name) {
-        if (name != "imageUpdate")
+        if (name != "imageUpdate" || ++depth > 2)
             return;
-        if (++depth == 2)
-            host.destroy();
-        if (depth > 1)
-            return;
-        scanData(host, microscope);
+        if (depth == 2)
+            return host.destroy();
+        act(&host, "scan");
         spinUntil([&] { return !host.object; });
     };
-    chooseByKey("imageSize")(host, microscope);
+    act(&host, "imageSize");
     SPIN_VERIFY(depth == 2 && !host.object && !host.panel);
 }
 
 void TestHostBehaviour::askedWhileThePanelGoes()
 {
-    PluginFixture host(LIBRARY_FILE);
-    QSettings().setValue("tescan/display", 0);
-    FakeMicroscope microscope;
-    QVERIFY(host.place(&microscope));
+    PluginFixture host(live);
+    QVERIFY(host.place());
     bool asked = false;
     connect(host.panel, &QObject::destroyed, this, [&] {
         asked = true;
-        QCOMPARE(host.plugin->getImage().width(), 512);
+        host.plugin->getImage();
         host.getPos();
         host.plugin->getDesignName("chipA");
         host.getView();
@@ -194,10 +154,8 @@ void TestHostBehaviour::askedWhileThePanelGoes()
 /// The window that took the panel is gone before the plugin, as at the end of a host.
 void TestHostBehaviour::windowGoesFirst()
 {
-    PluginFixture host(LIBRARY_FILE);
-    QSettings().setValue("tescan/display", 0);
-    FakeMicroscope microscope;
-    QVERIFY(host.place(&microscope));
+    PluginFixture host(live);
+    QVERIFY(host.place());
     auto *window = new QWidget;
     (new QVBoxLayout(window))->addWidget(host.panel);
     window->show();
@@ -207,13 +165,89 @@ void TestHostBehaviour::windowGoesFirst()
     for (int i = meta->indexOfSlot("triggerTimer()"); i < meta->methodCount(); ++i)
         meta->method(i).invoke(host.object, Q_ARG(QString, "768x768"));
     host.plugin->getDesignName("chipA");
-    microscope.setViewField(2);
+    host.microscope.setViewField(2);
     SPIN_COMPARE(host.values[2], 2e6 / 768);
-    scanData(host, microscope);
-    SPIN_COMPARE(host.plugin->getImage().pixel(0, 0), qRgb('x', 'x', 'x'));
+    act(&host, "scan");
+    SPIN_COMPARE(host.corner(), qRgb('x', 'x', 'x'));
     host.destroy();
-    SPIN_VERIFY(microscope.control->state() == QAbstractSocket::UnconnectedState);
-    QCOMPARE(QSettings().value("tescan/port").toInt(), int(microscope.port()));
+    SPIN_VERIFY(host.microscope.isAlone());
+    QCOMPARE(QSettings().value("tescan/port").toInt(), int(host.microscope.port()));
+}
+
+/// The same for the same seed.
+void TestHostBehaviour::anyOrder()
+{
+    const double numbers[] = {
+        0, 1, -1, 1e-9, 0.5, 1e308, -1e308, 5e-324, qInf(), -qInf(), qQNaN()
+    };
+    const QStringList texts = { "",        "x",     "0x0",      "-5x5",  "64x64",
+                                "512x512", "chipA", "芯片芯片", "1 - SE" };
+    PluginFixture host;
+    FakeMicroscope &microscope = host.microscope;
+    std::mt19937 random;
+    int depth = 0;
+    const auto below = [&](int limit) { return int(random() % unsigned(limit)); };
+    const auto number = [&] { return numbers[below(11)]; };
+    const auto text = [&] { return texts.at(below(texts.size())); };
+    const auto connectNow = [&] {
+        host.plugin->init();
+        if (host.panel)
+            host.pressConnect(below(8) ? 0 : 1);
+        for (int i = 0; i < 100; ++i) {
+            QThread::usleep(50);
+            QCoreApplication::processEvents();
+        }
+        microscope.setStage(1, 2);
+        microscope.setViewField(1);
+    };
+    const QByteArray list = wire::message("DtEnumDetectors", wire::text("a.name=SE\na=0"));
+    const std::function<void()> acts[] = {
+        [&] { host.plugin->close(); },
+        [&] { host.plugin->getImage(); },
+        [&] { host.plugin->setDatabaseUnits(number()); },
+        [&] { host.plugin->getDesignName(text()); },
+        [&] { host.plugin->getView(number(), int(random()), 7, int(random()), below(9)); },
+        [&] { host.values[below(7)] = number(), host.getPos(); },
+        [&] { microscope.setStage(number(), number(), number(), number(), number()); },
+        [&] { microscope.setViewField(number()); },
+        [&] { microscope.scan(wire::scanData(random(), QByteArray(below(3000), 'x'))); },
+        [&] { microscope.scan(QByteArray(below(100), char(random()))); },
+        [&] { microscope.reply(below(2) ? list : wire::message("Odd", "body")); },
+        [&] { below(5) ? void() : microscope.dropConnections(); },
+        [&] { below(4) ? void() : host.destroy(); },
+        [&] { below(4) || depth ? QCoreApplication::processEvents() : connectNow(); },
+    };
+    const QStringList buttons = { "connectButton", "disconnectButton", "displayLive", "displayBox",
+                                  "align1",        "align2",           "align3",      "alignClear",
+                                  "stageToView",   "freezeButton",     "100ns",       "1000ns",
+                                  "0 - SE" };
+    const auto step = [&] {
+        host.create();
+        const QMetaObject *meta = host.object->metaObject();
+        const int first = meta->indexOfSlot("triggerTimer()"), kind = below(4);
+        if (kind == 0)
+            meta->method(first + below(meta->methodCount() - first))
+                .invoke(host.object, Q_ARG(QString, text()));
+        else if (kind == 1 && host.panel)
+            host.use(buttons.at(below(buttons.size())));
+        else
+            acts[below(14)]();
+    };
+    for (int round = 0; round < (sanitized ? 8 : 25); ++round) {
+        random.seed(unsigned(round));
+        host.onSignal = [&](const QByteArray &) {
+            if (depth > 2 || below(4) > 0)
+                return;
+            ++depth;
+            step();
+            --depth;
+        };
+        for (int i = 0; i < 1000; ++i)
+            step();
+        host.onSignal = nullptr;
+        QVERIFY(host.showsLiveImage(QByteArray(1, char(round))));
+        host.forget();
+    }
 }
 
 QTEST_MAIN(TestHostBehaviour)

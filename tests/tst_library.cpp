@@ -30,7 +30,7 @@ private slots:
 
 void TestLibrary::object()
 {
-    PluginFixture host(LIBRARY_FILE);
+    PluginFixture host;
     QByteArray methods;
     const QMetaObject *meta = host.object->metaObject();
     for (int i = meta->methodOffset(); i < meta->methodCount(); ++i)
@@ -46,11 +46,7 @@ void TestLibrary::object()
                         " displayChanged() stageToView() viewToStage()"
                         " align1() align2() align3() alignClear()"));
     QCOMPARE(meta->className(), "backgroundSEM");
-    QCOMPARE(meta->propertyCount(), QObject::staticMetaObject.propertyCount());
-    QCOMPARE(meta->classInfoCount() + meta->enumeratorCount(), 0);
-
     QObject *object = host.object;
-    QCOMPARE(object->qt_metacast("backgroundSEM"), static_cast<void *>(object));
     QCOMPARE(object->qt_metacast("backgroundPlugIn"), static_cast<void *>(host.plugin));
     QCOMPARE(object->qt_metacast("com.omrandel.Quillmap.backgroundPlugIn/1.1"),
              static_cast<void *>(host.plugin));
@@ -60,9 +56,7 @@ void TestLibrary::object()
     QPluginLoader again(LIBRARY_FILE);
     QCOMPARE(again.instance(), object);
     again.unload();
-    host.destroy();
-    host.create();
-    QVERIFY(host.plugin);
+    host.restart();
     QCOMPARE(host.plugin->getName(), QString("TeScan SEM"));
 }
 
@@ -94,21 +88,18 @@ void TestLibrary::libraryFile()
 
 void TestLibrary::unloadedWhileConnected()
 {
-    PluginFixture host(LIBRARY_FILE);
-    FakeMicroscope microscope;
-    QSettings().setValue("tescan/display", 0);
-    QVERIFY(host.place(&microscope));
+    PluginFixture host({ { "display", 0 } });
+    QVERIFY(host.place());
     const QImage kept = host.plugin->getImage();
-    microscope.scan(wire::scanData(0, QByteArray(1000, 'x')));
+    host.microscope.scan(wire::scanData(0, QByteArray(1000, 'x')));
     QVERIFY(host.loader.unload());
     QVERIFY(!host.object && !host.panel);
     QFile maps("/proc/self/maps");
     QVERIFY(maps.open(QIODevice::ReadOnly));
     QVERIFY(!maps.readAll().contains("backgroundSEM"));
-    SPIN_VERIFY(microscope.control->state() == QAbstractSocket::UnconnectedState
-                && microscope.data->state() == QAbstractSocket::UnconnectedState);
+    SPIN_VERIFY(host.microscope.isAlone());
     QCOMPARE(kept.pixel(0, 0), 0xFF646464);
-    QCOMPARE(QSettings().value("tescan/port").toInt(), int(microscope.port()));
+    QCOMPARE(QSettings().value("tescan/port").toInt(), int(host.microscope.port()));
     host.create();
     QVERIFY(host.plugin);
 }

@@ -1,10 +1,10 @@
-// What the link sends: how it connects, and which commands follow what the user does.
+// What the link sends, how it connects, and what becomes of it when a receiver of its signals does
+// something else first.
 
 #include "tests/wiredlink.h"
 
 #include <QtTest>
 
-#include <functional>
 #include <sys/socket.h>
 
 using namespace wire;
@@ -16,7 +16,9 @@ private slots:
     void bytesOnTheWire();
     void connecting();
     void failedConnections();
-    void scanSequences();
+    void lingeringHandlers();
+    void connectingAnewWithinSignal();
+    void alwaysConnectingAnew();
 };
 
 void TestLink::bytesOnTheWire()
@@ -33,7 +35,11 @@ void TestLink::bytesOnTheWire()
     wired.link.send();
     wired.link.StgMoveTo(-12.5e100, 0.0015, 0, 0, 12.5);
     QLocale::setDefault(QLocale::c());
-    QList<QByteArray> expected = {
+    wired.link.createHeader("SixteenCharacter");
+    for (const char *latin1 : { "", "abcd", "\xb5\xff" })
+        wired.link.sendString(QString::fromLatin1(latin1));
+    wired.link.send();
+    const QList<QByteArray> expected = {
         "GetViewField" + QByteArray(20, '\0'),
         message("TcpRegDataPort", QByteArray::fromHex("da9c0000")),
         "DtAutoSignal"
@@ -41,17 +47,9 @@ void TestLink::bytesOnTheWire()
         message("StgMoveTo",
                 uint32(16) + "-1.250000e+101" + QByteArray(2, '\0') + text("1.500000e-03")
                     + text("0.000000e+00") + text("0.000000e+00") + text("1.250000e+01")),
+        message("SixteenCharacter",
+                QByteArray::fromHex("0400000000000000 080000006162636400000000 04000000b5ff0000")),
     };
-    const QMap<const char *, const char *> texts = { { "", "04000000 00000000" },
-                                                     { "abc", "04000000 61626300" },
-                                                     { "abcd", "08000000 6162636400000000" },
-                                                     { "\xb5\xff", "04000000 b5ff0000" } };
-    for (auto latin1 = texts.begin(); latin1 != texts.end(); ++latin1) {
-        wired.link.createHeader("SixteenCharacter");
-        wired.link.sendString(QString::fromLatin1(latin1.key()));
-        wired.link.send();
-        expected << message("SixteenCharacter", QByteArray::fromHex(latin1.value()));
-    }
     SPIN_COMPARE(wired.microscope.received.size(), expected.size());
     for (int i = 0; i < expected.size(); ++i)
         QCOMPARE(wired.microscope.received.at(i).toHex(' '), expected.at(i).toHex(' '));
@@ -69,6 +67,7 @@ void TestLink::connecting()
     wired.link.ScStopScan(); // too early: nothing goes out ahead of the registration
     SPIN_COMPARE(microscope.received.size(), 2);
     const int port = wired.link.dataPort;
+    QVERIFY(port >= 40154 && port <= 46152 && port % 2 == 0);
     wired.link.triggerTimer();
     wired.link.triggerTimer();
     SPIN_COMPARE(microscope.polls(), 2);
@@ -76,14 +75,12 @@ void TestLink::connecting()
     SPIN_COMPARE(wired.events.size(), 6);
     wired.link.triggerTimer(); // which registers no further port
     SPIN_COMPARE(microscope.received.size(), 12);
-    QVERIFY(microscope.received.at(10).startsWith("StgGetPosition"));
-    QVERIFY(microscope.received.at(11).startsWith("GetViewField"));
-    const auto registration = [port](int attempt) {
-        return QString("TcpRegDataPort %1").arg(port + 2 * attempt);
-    };
+    QCOMPARE(microscope.received.mid(10),
+             QList<QByteArray>({ message("StgGetPosition"), message("GetViewField") }));
+    const QString registration = "TcpRegDataPort %1";
     QCOMPARE(microscope.commands(),
-             QStringList({ registration(0), "DtEnumDetectors", registration(1), registration(2),
-                           "TcpGetVersion", "TcpGetSWVersion" }));
+             QStringList({ registration.arg(port), "DtEnumDetectors", registration.arg(port + 2),
+                           registration.arg(port + 4), "TcpGetVersion", "TcpGetSWVersion" }));
     QCOMPARE(wired.events.join('|'),
              QString::fromLatin1("connecting...|connecting data channel...|"
                                  "detectors det.0.name=SE\ndet.0.detector=0 0|connected|"
@@ -124,64 +121,85 @@ void TestLink::failedConnections()
     QCOMPARE(wired.events.first(), QString("disconnected..."));
 }
 
-void TestLink::scanSequences()
+/// Whoever receives a signal may run an event loop of its own; what comes meanwhile has to wait.
+void TestLink::lingeringHandlers()
 {
-    const QStringList stop("ScStopScan");
-    const QString optimize = "DtAutoSignal[9] 0";
-    const QString scan = "ScScanXY[9] 0 4 4 0 0 3 3 0 ";
-    const QStringList select = { "DtSelect 0 0", "DtEnable 0 1 8", optimize, scan + "500" };
-    const auto nothingNew = [](tescan &link) {
-        for (const char *text : { "0 - SE", "SE - 2", "2" })
-            link.setDetector(text); // what is no number reads as 0, the current one
-        for (const char *text : { "500ns", "1000" })
-            link.setDewellTime(text);
-        for (int edge : { 4, 0, -7 })
-            link.setImageSize(edge);
-    };
-    const struct {
-        std::function<void(tescan &)> act;
-        const char *status; // the second one when scanning
-        QStringList commands, whenScanning; // which come on top
-    } rows[] = {
-        { &tescan::startScan, "optimizing contrast", stop + select, {} },
-        { &tescan::stopScan, "scanning stoped", stop, {} },
-        { [](tescan &link) { link.setDetector(" 2 - BSE - low"); },
-          "set detector",
-          { "DtGetGainBlack 0", "ScStopScan", "DtSelect 0 2", "DtEnable 0 1 8" },
-          { optimize, scan + "500" } },
-        { [](tescan &link) { link.setDewellTime("100000ns"); },
-          "adjust dwell",
-          stop,
-          { scan + "100000" } },
-        { [](tescan &link) { link.setImageSize(7); },
-          "adjust size",
-          stop,
-          { "ScScanXY[9] 0 7 7 0 0 6 6 0 500" } },
-        { &tescan::connectedData,
-          "connected|start scanning",
-          { "TcpGetVersion", "TcpGetSWVersion" },
-          stop + select },
-        { nothingNew, "", {}, {} },
-    };
-    for (const auto &row : rows) {
-        for (bool scanning : { false, true }) {
-            Wired wired;
-            QVERIFY(wired.up());
-            const int port = wired.link.dataPort;
-            QVERIFY(port >= 40154 && port <= 46152 && port % 2 == 0);
-            wired.link.scanning = scanning;
-            row.act(wired.link);
-            wired.link.triggerTimer(); // shows that the flags are back to 0
-            SPIN_COMPARE(wired.microscope.polls(), 1);
-            SPIN_COMPARE(wired.microscope.received.last(), message("GetViewField"));
-            QCOMPARE(wired.microscope.commands(),
-                     scanning ? row.commands + row.whenScanning : row.commands);
-            QCOMPARE(wired.events,
-                     QString(row.status).split('|', Qt::SkipEmptyParts).mid(0, scanning ? 2 : 1));
-            QCOMPARE(wired.link.image.size(), QSize(wired.link.scanSize, wired.link.scanSize));
-            QCOMPARE(wired.link.image.pixel(3, 3), 0xFF646464);
-        }
+    for (const bool onData : { false, true }) {
+        Wired wired;
+        QVERIFY(wired.up());
+        const auto send = [&](int value) {
+            onData ? wired.microscope.scan(scanData(0, QByteArray(1, char(value))))
+                   : wired.microscope.reply(message("GetViewField", real(value)));
+        };
+        const auto linger = [&] {
+            if (wired.events.size() > 1)
+                return;
+            send(2);
+            QTest::qWait(50);
+            wired.events << "returns";
+        };
+        QObject::connect(&wired.link, &tescan::imageChanged, linger);
+        QObject::connect(&wired.link, &tescan::zoomed, linger);
+        send(1);
+        SPIN_COMPARE(wired.events.size(), 3);
+        QCOMPARE(wired.events.at(1), QString("returns"));
     }
+}
+
+/// Nothing of the connection that was given up is taken over, and the new one is read.
+void TestLink::connectingAnewWithinSignal()
+{
+    for (const QString signal : { "zoomed", "image 07", "scanning..." }) {
+        Wired wired(1);
+        QVERIFY(wired.up());
+        wired.link.scanning = signal == "scanning...";
+        bool done = false;
+        const auto reconnect = [&] {
+            if (wired.events.last() != signal || done)
+                return;
+            done = true;
+            wired.start();
+            if (signal == "image 07" && spinUntil([&] { return wired.isUpAgain(); }))
+                QTest::qWait(50); // in an event loop of its own
+        };
+        QObject::connect(&wired.link, &tescan::imageChanged, reconnect);
+        QObject::connect(&wired.link, &tescan::zoomed, reconnect);
+        QObject::connect(&wired.link, &tescan::setStatus, reconnect);
+        wired.microscope.reply(message("GetViewField", real(2)) + QByteArray(20, 'x'));
+        if (signal != "zoomed")
+            wired.microscope.scan(scanData(0, "\x07") + QByteArray(40, 'x'));
+        SPIN_VERIFY(done && wired.isUpAgain());
+        QCOMPARE(wired.events.contains("image 07"), signal == "image 07");
+        wired.events.clear();
+        wired.microscope.reply(message("GetViewField", real(3)));
+        wired.microscope.scan(scanData(0, "\x09"));
+        SPIN_VERIFY(wired.events.contains("image 09") && wired.events.contains("zoomed"));
+    }
+}
+
+/// As a host does that wants to be connected whenever it can be: at once, or when both channels are
+/// closed.
+void TestLink::alwaysConnectingAnew()
+{
+    for (const bool patient : { false, true })
+        for (int end = 0; end < 3; ++end) {
+            Wired wired(1);
+            QVERIFY(wired.up());
+            QObject::connect(&wired.link, &tescan::setStatus, [&](const QString &text) {
+                const bool closed =
+                    wired.link.controlSocket->state() == QTcpSocket::UnconnectedState
+                    && wired.link.dataSocket->state() == QTcpSocket::UnconnectedState;
+                if (text == "disconnected..." && (closed || !patient))
+                    wired.start();
+            });
+            end == 0       ? wired.microscope.dropConnections()
+                : end == 1 ? wired.start()
+                           : wired.link.disconnected();
+            SPIN_VERIFY(wired.isUpAgain());
+            QCOMPARE(wired.events.count("connecting data channel..."), 1);
+            wired.microscope.scan(scanData(0, "\x07"));
+            SPIN_COMPARE(wired.events.last(), QString("image 07"));
+        }
 }
 
 QTEST_GUILESS_MAIN(TestLink)

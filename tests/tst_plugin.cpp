@@ -1,22 +1,24 @@
+// What the host gets and the microscope is told while a user works with the panel.
+
 #include "tests/pluginfixture.h"
 
-#include <QComboBox>
-#include <QLineEdit>
-#include <QRadioButton>
-#include <QSpinBox>
+#include <QLabel>
 #include <QtTest>
 
 #include <numeric>
 
 namespace {
-const QStringList liveWidgets = { "detector", "dwellTime", "imageSize", "freezeButton" };
-
 QString enabled(const PluginFixture &host, const QStringList &widgets)
 {
     QString enabled;
     for (const QString &name : widgets)
-        enabled += host.widget<QWidget>(qPrintable(name))->isEnabled() ? '+' : '-';
+        enabled += host.widget(qPrintable(name))->isEnabled() ? '+' : '-';
     return enabled;
+}
+
+QString liveWidgets(const PluginFixture &host)
+{
+    return enabled(host, { "detector", "dwellTime", "imageSize", "freezeButton" });
 }
 
 QImage filled(int edge, QRgb colour)
@@ -39,9 +41,15 @@ QImage cross(int edge)
     return image;
 }
 
-QString scanCommand(int size, int dwellNs)
+/// All texts of the panel, sorted.
+QString textsOf(const QWidget *panel)
 {
-    return QString("ScScanXY[9] 0 %1 %1 0 0 %2 %2 0 %3").arg(size).arg(size - 1).arg(dwellNs);
+    QStringList texts;
+    for (const QWidget *widget : panel->findChildren<QWidget *>(QRegularExpression("^[^q]")))
+        texts << widget->property("title").toString() + widget->property("text").toString();
+    texts.removeAll("");
+    texts.sort();
+    return texts.join('|');
 }
 } // namespace
 
@@ -50,18 +58,16 @@ class TestPlugin : public QObject {
 
 private slots:
     void lifeWithoutMicroscope();
-    void restoredScan();
-    void savedSettings();
-    void savedAlignments();
+    void panelTexts();
+    void detectorList();
+    void userActions();
     void composed();
-    void displayModes();
-    void imageSize();
     void reminder();
 };
 
 void TestPlugin::lifeWithoutMicroscope()
 {
-    PluginFixture host(LIBRARY_FILE);
+    PluginFixture host;
     std::iota(host.values, host.values + 7, 1.0);
     host.plugin->close();
     host.plugin->setDatabaseUnits(1e-6);
@@ -70,117 +76,130 @@ void TestPlugin::lifeWithoutMicroscope()
     host.getPos();
     for (int i = 0; i < 7; ++i)
         QCOMPARE(host.values[i], i + 1.0);
-    QVERIFY(host.plugin->getImage().isNull());
-    QVERIFY(host.events.isEmpty());
-    host.init();
-    host.init();
+    QVERIFY(host.plugin->getImage().isNull() && host.events.isEmpty());
+    host.plugin->init();
+    host.plugin->init();
     QCOMPARE(host.events, QStringList({ "addWidget", "imageUpdate" }));
     QCOMPARE(host.panelName, QString("TESCAN"));
-    QCOMPARE(host.widget<QLineEdit>("host")->text(), QString("127.0.0.1"));
-    QCOMPARE(host.widget<QSpinBox>("port")->value(), 8300);
-    QVERIFY(host.widget<QRadioButton>("displayCross")->isChecked());
-    QCOMPARE(enabled(host, liveWidgets), QString("----"));
+    QCOMPARE(liveWidgets(host), QString("----"));
     QCOMPARE(enabled(host, { "align1", "align2", "align3", "alignClear" }), QString("----"));
-    QCOMPARE(host.plugin->getImage().pixel(0, 0), 0x00646464u);
-    const QSignalSpy told(host.panel, SIGNAL(destroyed()));
+    QCOMPARE(host.corner(), 0x00646464u);
     host.destroy();
-    QCOMPARE(told.size(), 1);
+    QVERIFY(!host.panel);
 }
 
-void TestPlugin::restoredScan()
+void TestPlugin::panelTexts()
 {
+    PluginFixture host;
+    host.plugin->init();
+    QCOMPARE(
+        textsOf(host.panel),
+        QString(
+            "1.|127.0.0.1|2.|3.|8300|TESCAN - SEM|clear alignment|clone live "
+            "image|connect|cross|detector|disconnect|display|dwell time|host ip|image size|live "
+            "image|move stage to view|none|not connected|port|rectangle box|start alignment|start "
+            "alignment|start alignment|status|sync views|view stage position|wafer align"));
+    QCOMPARE(host.items("dwellTime"),
+             QString("100ns|300ns|500ns|1000ns|2000ns|5000ns|10000ns|20000ns|50000ns|100000ns"));
+    QCOMPARE(host.items("imageSize"),
+             QString("512x512|768x768|1024x1024|1536x1536|2048x2048|"
+                     "3072x3072|4096x4096|8192x8192"));
+    QVERIFY(QImage(300, 300, QImage::Format_RGB32).save(host.settingsDir.filePath("a.png")));
+    const QByteArray markup = "<img src=\"" + host.settingsDir.filePath("a.png").toLatin1() + "\">";
+    host.microscope.answers["TcpGetVersion"] = wire::text(markup);
+    QVERIFY(host.connectAll());
+    SPIN_COMPARE(host.text("infoText"),
+                 QString("Under Development\n\nPlease mail a screen copy\nof this dialog "
+                         "to\n" SEM_SUPPORT_ADDRESS
+                         "\nto support its development\n\nThanks you!\n\n"
+                         "Version: "
+                         + markup));
+    QMetaObject::invokeMethod(host.panel, "setStatus", Q_ARG(QString, markup));
+    for (const char *name : { "infoText", "statusDisplay" }) // text, never the picture
+        QVERIFY(host.widget<QLabel>(name)->heightForWidth(2000) < 300);
+}
+
+void TestPlugin::detectorList()
+{
+    const char *const two = "det.0.name=SE\ndet.0.detector=0\ndet.1.name=BSE\ndet.1.detector=1\n";
     const struct {
-        QVariant size, dwell; // as stored
-        QString scan, sizeItem, dwellItem;
-    } rows[] = { { {}, {}, scanCommand(512, 500), "512x512", "500ns" },
-                 { 768, 1000, scanCommand(768, 1000), "768x768", "1000ns" },
-                 { 1024, 100000, scanCommand(512, 500), "512x512", "500ns" }, // takes too long
-                 { 24, 700, scanCommand(24, 700), "1024x1024", "100ns" },
-                 { 1000000, 0, scanCommand(512, 0), "512x512", "100ns" },
-                 { -512, {}, scanCommand(512, 500), "512x512", "500ns" } };
-    PluginFixture host(LIBRARY_FILE);
+        QString enumeration;
+        int index;
+        QString items, selected; // the items come on top of those before
+    } rows[] = { { "", 3, "", "" },
+                 { two, 1, "0 - SE|1 - BSE", "1 - BSE" },
+                 { two, 7, "|0 - SE|1 - BSE", "0 - SE" },
+                 { "a.name=X\na=5", 5, "|5 - X", "" }, // the number is no position
+                 { "=\nnonsense\na=b=c\n.name.x=N\n=4", 0, "| - |4 - N", "0 - SE" },
+                 { "n=2\nx.name=late\nn=3", 2, "|2 - |3 - late", "0 - SE" } };
+    PluginFixture host;
+    host.plugin->init();
+    QString items;
     for (const auto &row : rows) {
-        host.create();
-        QSettings settings;
-        settings.clear();
-        settings.setValue("tescan/display", 0);
-        settings.setValue("tescan/detector", 3);
-        if (row.size.isValid())
-            settings.setValue("tescan/imageSize", row.size);
-        if (row.dwell.isValid())
-            settings.setValue("tescan/dwelltime", row.dwell);
-        host.init();
-        QCOMPARE(enabled(host, liveWidgets), QString("++++"));
-        QCOMPARE(host.widget<QComboBox>("imageSize")->currentText(), row.sizeItem);
-        QCOMPARE(host.widget<QComboBox>("dwellTime")->currentText(), row.dwellItem);
-        FakeMicroscope microscope;
-        QVERIFY(host.connectTo(microscope));
-        SPIN_COMPARE(
-            microscope.commands().mid(5),
-            QStringList({ "DtSelect 0 3", "DtEnable 0 1 8", "DtAutoSignal[9] 0", row.scan }));
-        host.destroy();
+        QMetaObject::invokeMethod(host.panel, "detectorInfo", Q_ARG(QString, row.enumeration),
+                                  Q_ARG(int, row.index));
+        QCOMPARE(host.items("detector"), items += row.items);
+        QCOMPARE(host.text("detector"), row.selected);
     }
 }
 
-void TestPlugin::savedSettings()
+void TestPlugin::userActions()
 {
-    PluginFixture host(LIBRARY_FILE);
-    FakeMicroscope microscope;
-    microscope.answers["DtEnumDetectors"] = wire::text("d.name=SE\nd=0\nd.name=BSE\nd=1");
-    QStringList saved; // only while the microscope is connected
-    for (bool disconnected : { true, false }) {
-        host.create();
-        host.init();
-        QVERIFY(host.connectTo(microscope));
-        SPIN_COMPARE(host.widget<QComboBox>("detector")->count(), 2);
-        host.choose("imageSize", "768x768");
-        host.choose("dwellTime", "1000ns");
-        host.choose("detector", "1 - BSE");
-        host.click("displayBox");
-        if (disconnected)
-            host.click("disconnectButton");
-        host.destroy();
-        saved.clear();
-        for (const QString &key : QSettings().allKeys())
-            saved << key + '=' + QSettings().value(key).toString();
-        QCOMPARE(saved.isEmpty(), disconnected);
-    }
-    QCOMPARE(saved.join(' '),
-             QString("tescan/alignMap= tescan/detector=1 tescan/display=1 tescan/dwelltime=1000 "
-                     "tescan/host=127.0.0.1 tescan/imageSize=768 tescan/port=%1")
-                 .arg(microscope.port()));
-}
-
-void TestPlugin::savedAlignments()
-{
-    const QString points = ";1;2;3;4;5;6;7;8";
-    QStringList hundred, half;
-    for (int i = 0; i < 100; ++i) {
-        hundred << QString("chip%1").arg(i, 3, 10, QChar('0')) + points;
-        if (i % 2 == 0)
-            half << hundred.last();
-    }
-    const QStringList last("z" + points);
-    const QPair<QStringList, QStringList> rows[] = {
-        { { "onePair;1;2;3;4" }, {} },
-        { { points, "oddField" + points + ";9" }, { points, "oddField" + points } },
-        { { "laterWins" + points, "a" + points, "laterWins" + points + ";9;10" },
-          { "a" + points, "laterWins" + points + ";9;10" } },
-        { { "c;1234.5;-0.000012345;1e10;12345678901;0.0001;x;-7;0.1" },
-          { "c;1234.5;-1.2345e-05;1e+10;1.23456789e+10;0.0001;0;-7;0.1" } },
-        { hundred, hundred },
-        { last + hundred, half + last },
+    const QString gain = "DtGetGainBlack 0 ", stop = "ScStopScan ", contrast = "DtAutoSignal[9] 0 ";
+    const QString select0 = "DtSelect 0 0 DtEnable 0 1 8 ",
+                  select1 = "DtSelect 0 1 DtEnable 0 1 8 ";
+    const QString scan = "ScScanXY[9] 0 768 768 0 0 767 767 0 ";
+    const QString resized = "imageUpdate|posUpdate", redrawn = "imageUpdate";
+    const struct {
+        QString used, status, commands, events;
+        int edge, alpha;
+    } steps[] = {
+        { "768x768", "adjust size", stop + scan + "500 ", resized, 768, 0xFF },
+        { "1 - BSE - low", "set detector", gain + stop + select1 + contrast + scan + "500 ", "",
+          768, 0xFF },
+        { "100000ns", "adjust dwell", stop + scan + "100000 ", "", 768, 0xFF },
+        { "displayBox", "scanning stoped", stop, redrawn, 768, 0x80 },
+        { "1024x1024", "adjust size", stop, resized + '|' + redrawn, 1024, 0x80 },
+        { "displayBox", "adjust size", "", "", 1024, 0x80 },
+        { "displayCross", "adjust size", "", redrawn, 1024, 0x32 },
+        { "100ns", "adjust dwell", stop, "", 1024, 0x32 },
+        { "0 - SE", "set detector", gain + stop + select0, "", 1024, 0x32 },
+        { "768x768", "adjust size", stop, resized + '|' + redrawn, 768, 0x32 },
+        { "displayNone", "adjust size", "", redrawn, 768, 0 },
+        { "displayLive", "optimizing contrast", stop + select0 + contrast + scan + "100 ", redrawn,
+          768, 0xFF },
     };
-    PluginFixture host(LIBRARY_FILE);
-    for (const auto &row : rows) {
-        host.create();
-        QSettings().setValue("tescan/alignMap", row.first);
-        FakeMicroscope microscope;
-        host.init();
-        QVERIFY(host.connectTo(microscope));
-        host.destroy();
-        QCOMPARE(QSettings().value("tescan/alignMap").toStringList(), row.second);
+    PluginFixture host({ { "display", 0 } });
+    QVERIFY(host.place());
+    const QByteArray list = wire::text("d.name=SE\nd=0\nd.name=BSE - low\nd=1");
+    host.microscope.reply(wire::message("DtEnumDetectors", list));
+    SPIN_COMPARE(host.items("detector"), QString("0 - SE|1 - BSE - low"));
+    QCOMPARE(host.text("statusDisplay"), QString("start scanning")); // it is selected already
+    host.forget();
+    QString commands;
+    for (const auto &step : steps) {
+        host.events.clear();
+        host.use(step.used);
+        commands += step.commands;
+        SPIN_COMPARE(host.microscope.commands().join(' ') + ' ', commands);
+        QCOMPARE(host.events.join('|'), step.events);
+        QCOMPARE(host.text("statusDisplay"), step.status);
+        QCOMPARE(host.plugin->getImage().width(), step.edge);
+        QCOMPARE(host.values[2], 1e6 / step.edge);
+        QCOMPARE(host.corner(), QRgb(step.alpha << 24 | 0x646464));
+        QCOMPARE(liveWidgets(host), QString(step.alpha == 0xFF ? "++++" : "----"));
     }
+    for (const char *text : { "0x0", "-5x5", "99999999x1", "x", "nonsense", "" })
+        QMetaObject::invokeMethod(host.object, "newImageSize", Q_ARG(QString, text));
+    QCOMPARE(host.plugin->getImage().width(), 768);
+    // Scan data reaches the host in any mode, and its picture only in the live one.
+    host.use("displayNone");
+    host.forget();
+    host.microscope.scan(wire::scanData(0, "\x20"));
+    SPIN_COMPARE(host.events, QStringList("imageUpdate"));
+    QCOMPARE(host.corner(), 0x00646464u);
+    host.use("displayLive");
+    QCOMPARE(host.corner(), 0xFF202020);
 }
 
 void TestPlugin::composed()
@@ -190,82 +209,17 @@ void TestPlugin::composed()
                                           { 2, cross(512) },
                                           { 2, cross(9) },
                                           { 2, cross(1) } };
-    PluginFixture host(LIBRARY_FILE);
     for (const auto &image : images) {
-        host.destroy();
-        QSettings().setValue("tescan/display", image.first);
-        QSettings().setValue("tescan/imageSize", image.second.width());
-        host.create();
-        FakeMicroscope microscope;
-        host.events.clear();
-        QVERIFY(host.place(&microscope));
+        PluginFixture host({ { "display", image.first }, { "imageSize", image.second.width() } });
+        QVERIFY(host.place());
         QCOMPARE(host.plugin->getImage(), image.second);
     }
 }
 
-void TestPlugin::displayModes()
-{
-    PluginFixture host(LIBRARY_FILE);
-    FakeMicroscope microscope;
-    QVERIFY(host.place(&microscope));
-    microscope.forget();
-    const struct {
-        const char *button;
-        QStringList events;
-        const char *live;
-        QRgb corner;
-    } steps[] = { { "displayCross", {}, "----", 0x32646464 },
-                  { "displayBox", { "imageUpdate" }, "----", 0x80646464 },
-                  { "displayLive", { "imageUpdate" }, "++++", 0xFF646464 },
-                  { "displayNone", { "imageUpdate" }, "----", 0x00646464 } };
-    for (const auto &step : steps) {
-        host.events.clear();
-        host.click(step.button);
-        QCOMPARE(host.events, step.events);
-        QCOMPARE(enabled(host, liveWidgets), QString(step.live));
-        QCOMPARE(host.plugin->getImage().pixel(0, 0), step.corner);
-    }
-    SPIN_COMPARE(microscope.commands(),
-                 QStringList({ "ScStopScan", "DtSelect 0 0", "DtEnable 0 1 8", "DtAutoSignal[9] 0",
-                               scanCommand(512, 500), "ScStopScan" }));
-    // Scan data reaches the host in any mode, and its picture only in the live one.
-    host.events.clear();
-    microscope.scan(wire::scanData(0, "\x20"));
-    SPIN_COMPARE(host.events, QStringList("imageUpdate"));
-    QCOMPARE(host.plugin->getImage().pixel(0, 0), 0x00646464u);
-    host.click("displayLive");
-    QCOMPARE(host.plugin->getImage().pixel(0, 0), 0xFF202020);
-    SPIN_COMPARE(microscope.commands().last(), scanCommand(512, 500));
-}
-
-void TestPlugin::imageSize()
-{
-    PluginFixture host(LIBRARY_FILE);
-    FakeMicroscope microscope;
-    QVERIFY(host.place(&microscope));
-    microscope.forget();
-    host.events.clear();
-    host.answering = false;
-    host.choose("imageSize", "1024x1024");
-    QCOMPARE(host.events, QStringList({ "imageUpdate", "posUpdate" }));
-    host.events.clear();
-    host.getPos();
-    QCOMPARE(host.events, QStringList("imageUpdate"));
-    QCOMPARE(host.values[2], 976.5625);
-    QCOMPARE(host.values[3], 976.5625);
-    QCOMPARE(host.plugin->getImage().width(), 1024);
-    for (const char *text : { "0x0", "-5x5", "99999999x1", "x", "nonsense", "" })
-        QMetaObject::invokeMethod(host.object, "newImageSize", Q_ARG(QString, text));
-    host.getPos();
-    QCOMPARE(host.plugin->getImage().width(), 1024);
-    host.choose("imageSize", "768x768");
-    SPIN_COMPARE(microscope.commands(), QStringList({ "ScStopScan", "ScStopScan" }));
-}
-
 void TestPlugin::reminder()
 {
-    PluginFixture host(LIBRARY_FILE);
-    host.init();
+    PluginFixture host;
+    host.plugin->init();
     host.plugin->close();
     host.plugin->getImage();
     host.events.clear();

@@ -1,11 +1,11 @@
 // What the link makes of the bytes that come in on its two channels.
 
-#include "tests/standardoutput.h"
+#include "tests/process.h"
 #include "tests/wiredlink.h"
 
 #include <QtTest>
 
-#include <functional>
+#include <random>
 
 namespace {
 using namespace wire;
@@ -25,14 +25,9 @@ private slots:
     void received_data();
     void received();
     void cutAnywhere();
-    void lingeringHandlers_data();
-    void lingeringHandlers();
-    void alwaysConnectingAnew_data();
-    void alwaysConnectingAnew();
-    void connectingAnewAtFrameStart();
-    void headerAlone();
     void frameStart();
     void announcedFourGiB();
+    void keptFrames();
 };
 
 void TestReception::received_data()
@@ -45,26 +40,25 @@ void TestReception::received_data()
                             QByteArray output = "") {
         QTest::newRow(name) << bytes << QByteArray() << events << output;
     };
+    const auto stage = [](double x, double value3, double value4) {
+        return message("StgGetPosition", position(x, 0, value3, value4));
+    };
     const QByteArray viewField = message("GetViewField", real(2));
-    const QByteArray gainAndBlack = "DtGetGainBlack gain: 12\nDtGetGainBlack black: 34.5\n";
-    replies("gain and black", message("DtGetGainBlack", text("12") + text("34.5")), "",
-            gainAndBlack);
+    replies("only what is new",
+            stage(1, 0, 0) + viewField + viewField + stage(1, 3, 0) + stage(1, 3, 4)
+                + stage(1, 3, 4) + stage(2, 3, 4) + message("GetViewField", text("2,0")),
+            "zoomed|stageMoved|stageMoved|zoomed");
+    replies("field longer than its text",
+            message("DtGetGainBlack", uint32(8) + QByteArray("12\0xxxxx", 8) + text("34.5"))
+                + message("GetWD", real(5)),
+            "",
+            "DtGetGainBlack gain: 12\nDtGetGainBlack black: 34.5\nworking distance: 5.000000\n");
     replies("no handler", message("ScStopScan") + message("SixteenCharacter", "body"), "",
             "unsupported responce ScStopScan size: 0\n"
             "unsupported responce SixteenCharacter size: 4\n");
-    replies("stage before a view field", message("StgGetPosition", position(1, 2)), "");
-    replies("view field twice", viewField + viewField, "zoomed");
-    replies("stage", viewField + message("StgGetPosition", position(1, 2)), "zoomed|stageMoved");
-    replies("only values 3 and 4 of the stage",
-            viewField + message("StgGetPosition", position(0, 0, 3, 0))
-                + message("StgGetPosition", position(0, 0, 3, 4)),
-            "zoomed|stageMoved");
-    replies("comma", viewField + message("GetViewField", text("2,0")), "zoomed|zoomed");
-    replies("field longer than its text",
-            message("DtGetGainBlack", uint32(8) + QByteArray("12\0xxxxx", 8) + text("34.5")), "",
-            gainAndBlack);
     replies("length beyond everything",
-            message("TcpGetSWVersion", uint32(0xFFFFFFFF) + QByteArray(4, '\0')),
+            message("TcpGetSWVersion", uint32(0xFFFFFFFF) + QByteArray(4, '\0'))
+                + message("StgGetPosition", uint32(0xFFFFFFFC) + QByteArray(4, '\0')),
             "info: SW-Version: ");
     replies("oversized", header("GetWD", 3 << 20) + QByteArray(3 << 20, 'x'), "",
             "unsupported responce GetWD size: 3145728\n");
@@ -83,13 +77,13 @@ void TestReception::received_data()
          "image 646464640564646464|image 646464640564646464");
     scan("all pixels before the first signal", run(1, "0102") + run(4, "03") + run(6, "04"),
          "image 640102640364046464|image 640102640364046464|image 640102640364046464");
-    const QByteArray garbage = message("Garbage\xff");
+    const QByteArray garbage = message("Scarce\xff");
     QByteArray dump;
     for (int i = 0; i < garbage.size(); ++i)
         dump += QByteArray::number(i) + ": " + QByteArray::number(int(garbage.at(i))) + ' '
             + garbage.at(i) + '\n';
     scan("garbage", run(1, "05") + garbage + run(0, "06"), "image 640564646464646464",
-         dump + "command data Garbage\xff\n");
+         dump + "command data Scarce\xff\n");
 }
 
 void TestReception::received()
@@ -112,141 +106,29 @@ void TestReception::received()
     QCOMPARE(wired.events.size(), count + 1);
 }
 
+/// Every byte for itself.
 void TestReception::cutAnywhere()
 {
     const QByteArray replies = message("GetViewField", real(1)) + message("Unknown", "12345")
         + message("StgGetPosition", position(1, 2)) + message("DtEnumDetectors", text("list"))
-        + message("GetViewField", real(2)) + message("StgGetPosition", position(2, 2)) + barrier;
-    const QStringList expected = { "zoomed", "stageMoved", "detectors list 0",
-                                   "zoomed", "stageMoved", barrierSeen };
-    Wired wired;
+        + barrier;
+    const QByteArray scan = run(0, "0102030405") + run(5, "060708");
+    Wired wired(3);
     QVERIFY(wired.up());
     StandardOutput output;
-    for (int cut = 1; cut < replies.size(); ++cut) {
-        const QByteArray first(5, char(cut)), second(5, char(cut + 1)), third(5, char(cut + 2));
-        const QByteArray scan = scanData(0, first) + scanData(5, second) + scanData(10, third);
-        const int length = scan.size() / 3, scanCut = cut % scan.size();
-        const QSignalSpy arrived(wired.link.controlSocket, &QTcpSocket::readyRead);
-        wired.events.clear();
-        wired.microscope.reply(replies.left(cut));
-        wired.microscope.scan(scan.left(scanCut));
-        SPIN_VERIFY(!arrived.isEmpty() && wired.link.dataBuffer.size() == scanCut % length
-                    && wired.events.filter("image").size() == scanCut / length);
-        wired.microscope.reply(replies.mid(cut));
-        wired.microscope.scan(scan.mid(scanCut));
-        SPIN_COMPARE(wired.events.size(), expected.size() + 3);
-        const QStringList images = wired.events.filter("image");
-        QCOMPARE(images.value(2), "image " + (first + second + third).toHex() + "64");
-        for (const QString &image : images)
-            wired.events.removeOne(image);
-        QVERIFY2(wired.events == expected, qPrintable(QString("cut at %1").arg(cut)));
+    const QSignalSpy arrived(wired.link.controlSocket, &QTcpSocket::readyRead);
+    for (int i = 0; i < replies.size(); ++i) {
+        wired.microscope.reply(replies.mid(i, 1));
+        SPIN_COMPARE(arrived.size(), i + 1);
     }
-    QCOMPARE(output.text().count("unsupported responce Unknown size: 5\n"), replies.size() - 1);
-}
-
-/// Whoever receives a signal may run an event loop of its own, or connect anew.
-void TestReception::lingeringHandlers_data()
-{
-    QTest::addColumn<bool>("onData");
-    QTest::addColumn<bool>("reconnects");
-    QTest::newRow("control channel") << false << false;
-    QTest::newRow("data channel") << true << false;
-    QTest::newRow("control channel, connecting anew") << false << true;
-    QTest::newRow("data channel, connecting anew") << true << true;
-}
-
-void TestReception::lingeringHandlers()
-{
-    QFETCH(bool, onData);
-    QFETCH(bool, reconnects);
-    Wired wired;
-    QVERIFY(wired.up());
-    const auto send = [&](int value) {
-        onData ? wired.microscope.scan(scanData(0, QByteArray(1, char(value))))
-               : wired.microscope.reply(message("GetViewField", real(value)));
-    };
-    const auto linger = [&] {
-        if (wired.events.size() > 1)
-            return;
-        wired.events << "lingers";
-        reconnects ? wired.start() : send(2);
-        if (reconnects && onData && wired.up())
-            send(2); // and the new channel announces it only now
-        QTest::qWait(50); // what comes meanwhile has to wait
-        wired.events << "returns";
-    };
-    QObject::connect(&wired.link, &tescan::imageChanged, linger);
-    QObject::connect(&wired.link, &tescan::zoomed, linger);
-    send(1);
-    if (reconnects) {
-        SPIN_VERIFY(wired.link.linkState == tescan::LinkUp
-                    && wired.events.filter("image 02").isEmpty() != onData);
-    } else {
-        SPIN_COMPARE(wired.events.size(), 4);
-        QCOMPARE(wired.events.mid(1, 2), QStringList({ "lingers", "returns" }));
+    for (int i = 0; i < scan.size(); ++i) {
+        wired.microscope.scan(scan.mid(i, 1));
+        SPIN_COMPARE(wired.link.dataBuffer.size(), i == 56 || i == 111 ? 0 : (i + 1) % 57);
     }
-}
-
-void TestReception::alwaysConnectingAnew_data()
-{
-    QTest::addColumn<bool>("patient");
-    QTest::newRow("at once") << false;
-    QTest::newRow("when both channels are closed") << true;
-}
-
-/// As a host does that wants to be connected whenever it can be.
-void TestReception::alwaysConnectingAnew()
-{
-    QFETCH(bool, patient);
-    Wired wired(1);
-    const tescan &link = wired.link;
-    QObject::connect(&link, &tescan::setStatus, [&](const QString &text) {
-        const bool closed = link.controlSocket->state() == QAbstractSocket::UnconnectedState
-            && link.dataSocket->state() == QAbstractSocket::UnconnectedState;
-        if (text == "disconnected..." && (closed || !patient))
-            wired.start();
-    });
-    QVERIFY(wired.up());
-    for (const auto &end : { std::function<void()>([&] { wired.microscope.dropConnections(); }),
-                             std::function<void()>([&] { wired.start(); }),
-                             std::function<void()>([&] { wired.link.disconnected(); }) }) {
-        end();
-        wired.microscope.forget();
-        SPIN_VERIFY(wired.link.linkState == tescan::LinkUp
-                    && wired.microscope.commands().contains("TcpGetSWVersion"));
-        QCOMPARE(wired.events.count("connecting data channel..."), 1);
-        wired.events.clear();
-        wired.microscope.scan(run(0, "07"));
-        SPIN_COMPARE(wired.events, QStringList("image 07"));
-    }
-}
-
-void TestReception::connectingAnewAtFrameStart()
-{
-    Wired wired(1);
-    QVERIFY(wired.up());
-    wired.link.scanning = true;
-    QObject::connect(&wired.link, &tescan::setStatus, [&wired](const QString &text) {
-        if (text == "scanning..." && wired.events.size() == 1)
-            wired.start();
-    });
-    wired.microscope.scan(run(0, "07") + run(0, "08"));
-    SPIN_VERIFY(wired.events.contains("start scanning"));
-    QCOMPARE(wired.events.filter("image"), QStringList()); // nothing was written
-}
-
-void TestReception::headerAlone()
-{
-    Wired wired(1);
-    QVERIFY(wired.up());
-    StandardOutput before;
-    wired.microscope.scan(message("Garbage"));
-    SPIN_COMPARE(wired.link.dataBuffer.size(), 32);
-    QCOMPARE(before.text(), QByteArray());
-    StandardOutput after;
-    wired.microscope.scan("x");
-    SPIN_COMPARE(wired.link.dataBuffer.size(), 0);
-    QVERIFY(after.text().endsWith("command data Garbage\n"));
+    QCOMPARE(wired.events.join('|'),
+             "zoomed|stageMoved|detectors list 0|" + barrierSeen
+                 + "|image 010203040564646464|image 010203040506070864");
+    QCOMPARE(output.text(), QByteArray("unsupported responce Unknown size: 5\n"));
 }
 
 /// Only the first pixel of a frame says that the scan command has been carried out.
@@ -255,9 +137,8 @@ void TestReception::frameStart()
     Wired wired(1);
     QVERIFY(wired.up());
     wired.link.headerFlags = 9;
-    const QByteArray runs[] = { message("ScData", QByteArray(4, '\0')), run(1, "01"),
-                                run(0, "01") };
-    for (const QByteArray &bytes : runs) {
+    for (const QByteArray &bytes :
+         { message("ScData", QByteArray(4, '\0')), run(1, "01"), run(0, "01") }) {
         wired.events.clear();
         wired.microscope.scan(bytes);
         SPIN_COMPARE(wired.events.size(), 1);
@@ -265,21 +146,80 @@ void TestReception::frameStart()
     }
     SPIN_COMPARE(wired.microscope.commands(),
                  QStringList({ "ScStopScan[9]", "ScStopScan[9]", "ScStopScan" }));
+    wired.microscope.scan(message("Garbage"));
+    SPIN_COMPARE(wired.link.dataBuffer.size(), 32); // nothing is made of a header alone
 }
 
+/// Whatever the other end announces, no more is kept than its largest message can have.
 void TestReception::announcedFourGiB()
 {
+    const QByteArray piece(1 << 20, 'x');
+    const struct {
+        QByteArray bytes;
+        int pieces, largestBuffer;
+    } channels[] = { { header("TcpGetSWVersion", 0xFFFFFFF0) + text("wrapped") + barrier, 8,
+                       4 << 20 },
+                     { header("ScData", 0xFFFFFFFF), 80, 72 << 20 } };
     Wired wired;
+    for (const auto &channel : channels) {
+        QVERIFY(wired.up());
+        StandardOutput output;
+        const bool onData = &channel != channels;
+        QTcpSocket *socket = onData ? wired.microscope.data : wired.microscope.control;
+        socket->write(channel.bytes);
+        for (int i = 0; i < channel.pieces; ++i) {
+            socket->write(piece);
+            SPIN_COMPARE(socket->bytesToWrite(), qint64(0));
+            QVERIFY(wired.link.receiveBuffer.size() + wired.link.dataBuffer.size()
+                    < channel.largestBuffer);
+        }
+        if (!onData)
+            QCOMPARE(output.text(), "unsupported responce TcpGetSWVersion size: -16\n");
+        QCOMPARE(wired.events, QStringList());
+    }
     QVERIFY(wired.up());
-    StandardOutput output;
-    // The size would wrap to a small number in a sum of 32 bits.
-    wired.microscope.reply(header("TcpGetSWVersion", 0xFFFFFFF0) + text("wrapped") + barrier
-                           + QByteArray(8 << 20, 'x'));
-    SPIN_COMPARE(wired.microscope.control->bytesToWrite(), qint64(0));
-    SPIN_COMPARE(output.text(), QByteArray("unsupported responce TcpGetSWVersion size: -16\n"));
-    QVERIFY(wired.link.receiveBuffer.size() < 4 << 20);
-    QVERIFY(wired.events.isEmpty());
-    QVERIFY(wired.up());
+    wired.microscope.scan(run(0, "07"));
+    SPIN_COMPARE(wired.events, QStringList("image 07" + QString("64").repeated(15)));
+}
+
+/// Against whole copies, with readers that keep any of the last frames.
+void TestReception::keptFrames()
+{
+    std::mt19937 random(4711);
+    const auto below = [&random](int limit) { return int(random() % unsigned(limit)); };
+    for (int round = 0; round < 200; ++round) {
+        const bool large = round == 0; // its second frame is written past the caches
+        const int edge = large ? 1100 : 1 + below(20);
+        QImage front(edge, edge, QImage::Format_RGB32);
+        front.fill(0xFF646464);
+        QImage expected = front.copy();
+        FrameStore store;
+        QByteArray bytes;
+        QList<QPair<QImage, QImage>> kept;
+        for (int step = 0; step < (large ? 100 : 150); ++step) {
+            if (below(3) == 0)
+                kept.append({ front, expected.copy() });
+            while (kept.size() > below(4))
+                kept.removeAt(below(kept.size()));
+            store.makeWritable(&front);
+            for (int runs = below(round % 2 ? 3 : 100); runs > 0; --runs) {
+                const int first = below(edge * edge);
+                const int count = 1 + below(qMin(edge * edge - first, 5000));
+                bytes.append(QByteArray(below(3), 'h')); // a header, or none
+                const int offset = bytes.size();
+                auto *pixels = reinterpret_cast<QRgb *>(expected.bits()) + first;
+                for (int i = 0; i < count; ++i) {
+                    bytes.append(char(step + i));
+                    pixels[i] = 0xFF000000u | uchar(step + i) * 0x010101u;
+                }
+                store.write(&front, first, count, bytes, offset);
+            }
+            below(4) == 0 ? store.forgetBytes() : store.finish(&bytes, bytes.size() - below(2));
+            QCOMPARE(front, expected);
+            for (const auto &image : kept)
+                QCOMPARE(image.first, image.second);
+        }
+    }
 }
 
 QTEST_GUILESS_MAIN(TestReception)

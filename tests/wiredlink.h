@@ -24,13 +24,15 @@ struct Wired {
     bool up()
     {
         start();
-        const bool isUp = spinUntil([this] {
-            return link.linkState == tescan::LinkUp && microscope.data
-                && microscope.commands().contains("TcpGetSWVersion");
-        });
+        const bool isUp = spinUntil([this] { return isUpAgain(); });
         microscope.forget();
         events.clear();
         return isUp;
+    }
+    bool isUpAgain() const
+    {
+        return link.linkState == tescan::LinkUp && microscope.data
+            && microscope.commands().contains("TcpGetSWVersion");
     }
     /// The levels of the frame row by row, in hexadecimal.
     QByteArray grey() const
