@@ -59,9 +59,10 @@ bool ControlPanel::press(const char *button)
 QStringList ControlPanel::scanSettings() const
 {
     QStringList texts;
-    for (const char *list : scanLists)
-        if (const auto *box = find<QComboBox>(m_panel, list))
-            texts << box->currentText();
+    for (const char *list : scanLists) {
+        const auto *box = find<QComboBox>(m_panel, list);
+        texts << (box ? box->currentText() : QString());
+    }
     return texts;
 }
 

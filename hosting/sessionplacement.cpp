@@ -58,6 +58,8 @@ void PluginSession::answerWhileConnecting()
     if (m_pairInWork) {
         m_pairInWork = false;
         emit defaultModeRequested();
+        if (!m_plugin)
+            return;
     }
     const bool another = m_placed && servesAnotherDesign();
     m_asked = true;

@@ -1,47 +1,43 @@
 #ifndef TESTS_STUBPLUGIN_H
 #define TESTS_STUBPLUGIN_H
 
-#include "host/placement.h"
+#include "hosting/placement.h"
 #include "plugin/backgroundplugin.h"
 
-#include <QObject>
-#include <QWidget>
+#include <QComboBox>
+#include <QPointer>
+#include <QPushButton>
+#include <QStackedWidget>
 
 #include <functional>
 #include <tuple>
 
-/// A background plugin whose every answer a test decides, and which writes down what the host says.
+/// A background plugin whose answers a test decides, and which writes down what the host says.
 class StubPlugin : public QObject, public backgroundPlugIn {
     Q_OBJECT
     Q_INTERFACES(backgroundPlugIn)
 public:
-    QStringList calls; ///< without getImage and getPos
-    int imageCalls = 0;
-    viewer::Placement passed; ///< to getPos by the host
-    std::function<void(viewer::Placement *)> correct; ///< makes the answer of getPos
-    QImage image;
-    QWidget *panel = nullptr;
-    bool placed = false;
-
+    StubPlugin()
+    {
+        QWidget *const parts[] = { pages, imageSize, button };
+        const char *const names[] = { "stackedWidget", "imageSize", "connectButton" };
+        for (int i = 0; i < 3; ++i)
+            parts[i]->setObjectName(names[i]);
+        for (int page = 0; page < 2; ++page)
+            pages->addWidget(new QWidget);
+        imageSize->addItems({ "restored", "chosen" });
+        connect(button, &QPushButton::clicked, this, [this] { calls << "connect"; });
+    }
     ~StubPlugin() override { delete panel; }
-    void init() override
-    {
-        panel = new QWidget;
-        emit addWidget(panel, "STUB");
-    }
+
+    void init() override { emit addWidget(panel, "STUB"); }
     void close() override { }
-    QImage getImage() override
-    {
-        ++imageCalls;
-        return image;
-    }
+    QImage getImage() override { return ++fetched, image; }
     void getPos(double *x, double *y, double *scaleX, double *scaleY, double *shearH,
                 double *shearV, double *rotation) override
     {
-        passed = { *x, *y, *scaleX, *scaleY, *shearH, *shearV, *rotation };
-        viewer::Placement p = passed;
-        if (correct)
-            correct(&p);
+        hosting::Placement p = { *x, *y, *scaleX, *scaleY, *shearH, *shearV, *rotation };
+        correct(&p);
         std::tie(*x, *y, *scaleX, *scaleY, *shearH, *shearV, *rotation) =
             std::tie(p.x, p.y, p.scaleX, p.scaleY, p.shearH, p.shearV, p.rotationDegrees);
     }
@@ -53,32 +49,14 @@ public:
     }
     void getDesignName(QString name) override { calls << "name " + name; }
 
-    /// Lets the host take `placement`.
-    void place(const viewer::Placement &placement)
-    {
-        correct = [placement](viewer::Placement *p) { *p = placement; };
-        emit posUpdate();
-        correct = nullptr;
-    }
-    /// Places the image as after connecting or "clear alignment".
-    void placeFirst(const viewer::Placement &placement)
-    {
-        placed = true;
-        correct = [this, placement](viewer::Placement *p) {
-            *p = placement;
-            emit centerImage();
-        };
-        emit posUpdate();
-        correct = nullptr;
-    }
-    /// The seven values the host draws with now.
-    QString drawnWith()
-    {
-        emit posUpdate();
-        const viewer::Placement &p = passed;
-        return QString::asprintf("%g %g %g %g %g %g %g", p.x, p.y, p.scaleX, p.scaleY, p.shearH,
-                                 p.shearV, p.rotationDegrees);
-    }
+    QPointer<QWidget> panel = new QWidget;
+    QStackedWidget *pages = new QStackedWidget(panel); ///< 0 to connect, 1 to operate
+    QComboBox *imageSize = new QComboBox(panel);
+    QPushButton *button = new QPushButton(panel);
+    QStringList calls; ///< what the host said and pressed, without getImage and getPos
+    int fetched = 0; ///< images
+    QImage image;
+    std::function<void(hosting::Placement *)> correct = [](hosting::Placement *) {}; ///< in getPos
 
 signals:
     void imageUpdate();
@@ -92,15 +70,6 @@ signals:
     void requestView();
     void requestDefaultMode();
     void requestDesignName();
-
-public slots:
-    void alignAssist() { emit requestAlignAssist(); }
-    void alignClear()
-    {
-        calls << "alignClear";
-        if (placed)
-            placeFirst(passed);
-    }
 };
 
 #endif
