@@ -158,7 +158,7 @@ void CanvasOverlay::keepPicture(const QRegion &region, QPaintEvent *event)
     copy.setCompositionMode(QPainter::CompositionMode_Source);
     for (const QRect &rect : region) {
         const QRect part(rect.topLeft() * ratio, rect.size() * ratio);
-        copy.drawImage(part.topLeft(), whole, part.translated(origin));
+        copy.drawImage(part, whole, part.translated(origin)); // whatever its pixel ratio
     }
 }
 

@@ -6,12 +6,11 @@
 #include "tests/fakemicroscope.h"
 #include "tests/stubplugin.h"
 
+#include <QBackingStore>
 #include <QLibraryInfo>
 #include <QPainter>
-#include <QScreen>
 #include <QSettings>
 #include <QTemporaryDir>
-#include <QWindow>
 #include <QtTest>
 
 #include <cmath>
@@ -46,7 +45,7 @@ struct Laboratory {
     {
         QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, folder.path());
         QObject::connect(&microscope.dataServer, &QTcpServer::newConnection, &background,
-                         [this] { report(stageMm, fieldMm); });
+                         [this] { tell(); });
         const auto look = [this] { shownElsewhere |= background.isShown() && !isInPlace(); };
         QObject::connect(&background, &Background::changed, &background, look,
                          Qt::QueuedConnection);
@@ -67,11 +66,17 @@ struct Laboratory {
         session->panel()->setAddress("127.0.0.1", microscope.port());
         connected = session->panel()->press("connectButton");
     }
+    void tell()
+    {
+        microscope.setStage(stageMm.x(), stageMm.y());
+        microscope.setViewField(fieldMm);
+    }
     bool report(const QPointF &toMm, double viewFieldMm)
     {
         const QTransform before = background.placement().toTransform();
-        microscope.setStage((stageMm = toMm).x(), toMm.y());
-        microscope.setViewField(fieldMm = viewFieldMm);
+        stageMm = toMm;
+        fieldMm = viewFieldMm;
+        tell();
         return spinUntil([&] { return background.placement().toTransform() != before; });
     }
     bool move(double x, double y) { return report(stageMm + QPointF(x, y), fieldMm); }
@@ -227,8 +232,9 @@ struct Screen {
     bool shows(const QWidget &on, const QVector<QPointF> &points, const QString &colours)
     {
         return spinUntil([&] {
-            const QPixmap seen = window.screen()->grabWindow(window.winId());
-            return look(seen.toImage(), on.pos(), points, colours.split(' '));
+            const QPaintDevice *drawn = window.backingStore()->paintDevice(); // or grab() repaints
+            return drawn && drawn->devType() == QInternal::Image
+                && look(*static_cast<const QImage *>(drawn), on.pos(), points, colours.split(' '));
         });
     }
     void mouse(QEvent::Type type, const QPointF &at, Qt::KeyboardModifiers modifiers)
