@@ -32,9 +32,11 @@ backgroundSEM::~backgroundSEM()
         save();
     delete sem;
     sem = 0; // hosts ask even while the panel goes
-    if (panel)
-        panel->hide();
-    Handover::release(handler, QList<QPointer<QObject>>() << panel.data());
+    const QPointer<QWidget> going(panel.data());
+    panel = 0;
+    if (going)
+        going->hide();
+    Handover::release(handler, QList<QPointer<QObject>>() << going.data());
 }
 
 void backgroundSEM::init()

@@ -145,7 +145,7 @@ void TestAlignment::alignment()
         const QPointF byFirstPair = shown(stages[1]) - 1e6 * (elsewhere - stages[1]);
         QVERIFY(map == '-' || host.imageAt(map == '1' ? byFirstPair : shown(elsewhere)));
         // The way back: the stage goes where the wafer shows the view's centre.
-        host.viewCentre = host.centre(512).toPoint();
+        host.viewCentre = host.centre().toPoint();
         host.use("stageToView");
         SPIN_COMPARE(host.microscope.commands().value(0), move(-3, 7.5));
     }
