@@ -17,28 +17,37 @@ class StubPlugin : public QObject, public backgroundPlugIn {
     Q_OBJECT
     Q_INTERFACES(backgroundPlugIn)
 public:
+    QPointer<QWidget> panel = new QWidget;
+    QStackedWidget *pages = new QStackedWidget(panel); ///< 0 to connect, 1 to operate
+    QComboBox *imageSize = new QComboBox(panel);
+    QStringList calls; ///< what the host said and pressed, without getImage and getPos
+    int fetched = 0; ///< images
+    QImage image;
+    std::function<void(hosting::Placement *)> correct; ///< makes the answer of getPos
+
     StubPlugin()
     {
-        QWidget *const parts[] = { pages, imageSize, button };
-        const char *const names[] = { "stackedWidget", "imageSize", "connectButton" };
-        for (int i = 0; i < 3; ++i)
-            parts[i]->setObjectName(names[i]);
-        for (int page = 0; page < 2; ++page)
+        auto *connectButton = new QPushButton(panel);
+        pages->setObjectName("stackedWidget");
+        imageSize->setObjectName("imageSize");
+        connectButton->setObjectName("connectButton");
+        for (const char *item : { "default", "chosen" }) {
             pages->addWidget(new QWidget);
-        imageSize->addItems({ "restored", "chosen" });
-        connect(button, &QPushButton::clicked, this, [this] { calls << "connect"; });
+            imageSize->addItem(item);
+        }
+        connect(connectButton, &QPushButton::clicked, this, [this] { calls << "connect"; });
     }
     ~StubPlugin() override { delete panel; }
-
     void init() override { emit addWidget(panel, "STUB"); }
     void close() override { }
     QImage getImage() override { return ++fetched, image; }
-    void getPos(double *x, double *y, double *scaleX, double *scaleY, double *shearH,
-                double *shearV, double *rotation) override
+    void getPos(double *x, double *y, double *sx, double *sy, double *h, double *v,
+                double *angle) override
     {
-        hosting::Placement p = { *x, *y, *scaleX, *scaleY, *shearH, *shearV, *rotation };
-        correct(&p);
-        std::tie(*x, *y, *scaleX, *scaleY, *shearH, *shearV, *rotation) =
+        hosting::Placement p = { *x, *y, *sx, *sy, *h, *v, *angle };
+        if (correct)
+            correct(&p);
+        std::tie(*x, *y, *sx, *sy, *h, *v, *angle) =
             std::tie(p.x, p.y, p.scaleX, p.scaleY, p.shearH, p.shearV, p.rotationDegrees);
     }
     QString getName() override { return "stub"; }
@@ -48,15 +57,6 @@ public:
         calls << QString::asprintf("view %g %d %d %d %d", zoom, x, y, width, height);
     }
     void getDesignName(QString name) override { calls << "name " + name; }
-
-    QPointer<QWidget> panel = new QWidget;
-    QStackedWidget *pages = new QStackedWidget(panel); ///< 0 to connect, 1 to operate
-    QComboBox *imageSize = new QComboBox(panel);
-    QPushButton *button = new QPushButton(panel);
-    QStringList calls; ///< what the host said and pressed, without getImage and getPos
-    int fetched = 0; ///< images
-    QImage image;
-    std::function<void(hosting::Placement *)> correct = [](hosting::Placement *) {}; ///< in getPos
 
 signals:
     void imageUpdate();
