@@ -83,6 +83,9 @@ void Host::connectSession()
             [this] { m_mode.setMode(AlignMode::Assisted); });
     connect(&m_session, &PluginSession::defaultModeRequested, this,
             [this] { m_mode.setMode(AlignMode::Off); });
+    connect(&m_session, &PluginSession::noticeChanged, this, [this](const QString &notice) {
+        m_event("message", notice); // without a design there is no canvas to show it on
+    });
     connect(&m_mode, &AlignMode::modeChanged, this,
             [this] { m_event("mode", QString::number(m_mode.mode())); });
 }

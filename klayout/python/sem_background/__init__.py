@@ -7,13 +7,25 @@ import pya
 from .host import Host
 
 host = None
+warning = None
 
 
 def start():
     """Puts docks, tools and menu into KLayout's main window. A failure is shown, not raised."""
     global host
-    if host is None:
-        host = Host(pya.MainWindow.instance())
+    try:
+        host = host or Host(pya.MainWindow.instance())
+    except OSError as error:
+        warn(str(error))
+
+
+def warn(text):
+    """Once the window is there: a message box before would hold up the start."""
+    global warning
+    warning = pya.QTimer(pya.MainWindow.instance())
+    warning.singleShot = True
+    warning.timeout = lambda: pya.MessageBox.warning("SEM image", text, pya.MessageBox.Ok)
+    warning.start(0)
 
 
 def connect(address, port):

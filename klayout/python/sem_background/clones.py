@@ -21,7 +21,7 @@ def new_file():
     return next(path for path in paths if not os.path.exists(path))
 
 
-def add(view, bridge, cloned):
+def add(view, bridge):
     """Keeps the live image where it is now; False if there is none."""
     path = new_file()
     numbers = bridge.sem_write_clone(path.encode())

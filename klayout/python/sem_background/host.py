@@ -23,11 +23,10 @@ class Host:
         self.window, self.view, self.outlined = window, None, None
         self.bridge = bridge.load()
         self.event = bridge.EVENT(self.handle)  # kept: the library calls it
-        self.factories = [tools.ToolFactory(mode, self.bridge) for mode in tools.TOOLS]
         error = self.bridge.sem_start(bridge.plugin_file(), self.event)
         if error:
-            pya.MessageBox.warning("SEM image", error.decode(), pya.MessageBox.Ok)
-            return
+            raise OSError(error.decode())
+        self.factories = [tools.ToolFactory(mode, self.bridge) for mode in tools.TOOLS]
         self.entries = tools.add_menu(window, self.bridge.sem_act, self.take_tab)
         self.told, self.arranged = {}, False
         self.timer = pya.QTimer(window)
@@ -131,7 +130,7 @@ class Host:
         self.take_tab()
 
     def on_clone(self, _):
-        if self.view is not None and not clones.add(self.view, self.bridge, None):
+        if self.view is not None and not clones.add(self.view, self.bridge):
             self.on_message("There is no live image to clone.")
         self.poll()
 

@@ -42,9 +42,7 @@ class ToolFactory(pya.PluginFactory):
         self.register(2000 + mode, name, title)
 
     def create_plugin(self, manager, root, view):
-        tool = Tool(self.mode, self.bridge)
-        tool._manage() if hasattr(tool, "_manage") and False else None
-        return tool
+        return Tool(self.mode, self.bridge)
 
 
 def add_menu(window, act, tab):
