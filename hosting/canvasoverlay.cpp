@@ -3,7 +3,7 @@
 #include "hosting/background.h"
 #include "hosting/pluginsession.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QKeyEvent>
 #include <QPaintEngine>
 #include <QPaintEvent>
@@ -220,6 +220,9 @@ bool CanvasOverlay::handleInput(QEvent *event)
     if (!view.isValid())
         return false;
     switch (event->type()) {
+    case QEvent::Enter:
+        takeFocus();
+        return false;
     case QEvent::MouseButtonPress:
     case QEvent::MouseButtonDblClick: // two quick clicks are two clicks
         return m_mode->mousePress(*static_cast<QMouseEvent *>(event), view);
@@ -235,6 +238,14 @@ bool CanvasOverlay::handleInput(QEvent *event)
     default:
         return false;
     }
+}
+
+// The keys are for what is under the mouse, as long as nobody is typing.
+void CanvasOverlay::takeFocus()
+{
+    const QWidget *focus = QApplication::focusWidget();
+    if (m_canvas->isActiveWindow() && !(focus && focus->testAttribute(Qt::WA_InputMethodEnabled)))
+        m_canvas->setFocus(Qt::MouseFocusReason);
 }
 
 // A key that is a shortcut of the host's comes here only if its override is accepted.

@@ -56,6 +56,7 @@ protected:
 private:
     bool handleInput(QEvent *event);
     bool handleKey(QEvent *event);
+    void takeFocus();
     void paint(QPaintEvent *event);
     void keepPicture(const QRegion &region, QPaintEvent *event);
     QColor ground() const;

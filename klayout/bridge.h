@@ -14,7 +14,7 @@ const char *sem_start(const char *library, sem_event event);
 /// Ends the plugin, which saves its settings; KLayout's end does the same.
 void sem_stop(void);
 
-/// Puts the docks where they are at first: beside the cell tree, as tabs.
+/// Puts the docks where they were last; once the window is shown.
 void sem_arrange_docks(void);
 /// The canvas on the screen now is the one of the tab with the image; 0 if there is none.
 int sem_take_canvas(void);
@@ -29,7 +29,7 @@ void sem_set_ground(const char *colour);
 void sem_show_tab(const char *title, int elsewhere);
 /// 0 off, 1 by hand, 2 by two clicks.
 void sem_set_mode(int mode);
-/// "hand", "clicks", "bringBack", "clone", "centre", "style"; unknown ones do nothing.
+/// "hand", "clicks", "bringBack", "clone", "centre", "panels"; unknown ones do nothing.
 void sem_act(const char *action);
 /// Types host and port into the panel, turns the live image on, and presses "connect".
 void sem_connect(const char *host, int port);

@@ -5,6 +5,7 @@
 #include <QRadioButton>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <QSettings>
 
 namespace klayout {
 
@@ -13,6 +14,8 @@ using hosting::AlignMode;
 // KLayout takes the pixel whose corner is next to a point, Qt's painter the one whose area holds
 // it.
 static const QPointF samplingOffset(0.5, -0.5);
+static const char placesKey[] = "background/docks";
+static const int placesVersion = 1; // of the window's parts; KLayout's own saving has 0
 
 Host::Host(QMainWindow *window, const Event &event)
     : m_window(window)
@@ -31,7 +34,10 @@ Host::Host(QMainWindow *window, const Event &event)
     connectDock();
     m_docks[1] = addDock("semImageDock", tr("SEM image"), m_imageDock);
     // KLayout's scripts can end it with only one of the two.
-    connect(qApp, &QCoreApplication::aboutToQuit, this, &Host::stop);
+    connect(qApp, &QCoreApplication::aboutToQuit, this, [this] {
+        saveDocks();
+        stop();
+    });
     connect(window, &QObject::destroyed, this, &Host::stop);
 }
 
@@ -56,15 +62,31 @@ void Host::stop()
     m_session.stop();
 }
 
-// KLayout restores where its docks were after its scripts have run.
+// KLayout saves and restores where docks are at times when ours are not shown yet, so that they
+// would stay hidden.
 void Host::arrangeDocks()
 {
-    if (auto *cells = m_window->findChild<QDockWidget *>("hp_dock_widget"))
-        for (QDockWidget *dock : m_docks)
-            if (dock)
-                m_window->tabifyDockWidget(cells, dock);
-    if (m_docks[0])
-        m_docks[0]->raise();
+    const QByteArray places = QSettings().value(placesKey).toByteArray();
+    if (!m_window->restoreState(places, placesVersion))
+        showDocks();
+}
+
+void Host::saveDocks()
+{
+    QSettings().setValue(placesKey, m_window->saveState(placesVersion));
+}
+
+void Host::showDocks()
+{
+    auto *cells = m_window->findChild<QDockWidget *>("hp_dock_widget");
+    for (QDockWidget *dock : { m_docks[1].data(), m_docks[0].data() }) {
+        if (cells && dock)
+            m_window->tabifyDockWidget(cells, dock);
+        if (dock) {
+            dock->show();
+            dock->raise();
+        }
+    }
 }
 
 void Host::connectSession()
@@ -209,6 +231,8 @@ void Host::act(const QString &action)
         m_session.invoke("alignAssist");
     else if (action == "centre")
         centreOnImage();
+    else if (action == "panels")
+        showDocks();
     else if (action == "clone")
         m_session.invoke("cloneImage");
     else if (action == "bringBack" && !m_session.bringBackAlignment())

@@ -41,7 +41,8 @@ public:
     bool start(const QString &library, QString *error);
     void stop();
 
-    /// Puts the docks where they are at first: beside the cell tree, as tabs.
+    /// Puts the docks where they were last: at first beside the cell tree, as tabs. Once the window
+    /// is shown.
     void arrangeDocks();
 
     /// Finds the canvas that is on the screen; false if there is none.
@@ -65,6 +66,8 @@ private:
     QDockWidget *addDock(const QString &name, const QString &title, QWidget *content);
     void addPanel(QWidget *panel, const QString &name);
     void removePanel();
+    void saveDocks();
+    void showDocks();
     void connectSession();
     void connectDock();
     void centreOnImage();

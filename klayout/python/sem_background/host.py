@@ -1,6 +1,4 @@
 """Tells the library what KLayout shows, and does in KLayout what the library asks for."""
-import base64
-
 import pya
 
 from . import bridge, clones, tools
@@ -39,7 +37,9 @@ class Host:
     # it is looked at now and then.
 
     def tick(self):
-        self.arrange()
+        if not self.arranged:
+            self.arranged = True
+            self.bridge.sem_arrange_docks()
         self.poll()
 
     def poll(self):
@@ -58,14 +58,6 @@ class Host:
         if current == self.view:
             self.bridge.sem_take_canvas()
         self.show_view()
-
-    def arrange(self):
-        """Once, and not where the user has put the docks to another place in an earlier session."""
-        if not self.arranged:
-            self.arranged = True
-            places = base64.b64decode(self.window.get_config("window-state"))
-            if "semPanelDock".encode("utf-16-be") not in places:
-                self.bridge.sem_arrange_docks()
 
     def tell(self, function, *values):
         if self.told.get(function) != values:

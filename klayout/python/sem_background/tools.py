@@ -16,6 +16,7 @@ ENTRIES = [
     ("bring_back", "Bring Back Stored Alignment", "Shift+B", b"bringBack"),
     ("centre", "Centre View on Image", "Shift+I", b"centre"),
     ("clone", "Clone Live Image", "Shift+K", b"clone"),
+    ("panels", "Show Panels", "", b"panels"),
 ]
 
 
