@@ -23,6 +23,15 @@ def connect():
     sem_background.connect(host, int(port))
 
 
+def look():
+    """At what the microscope shows, near enough to see it between the layers."""
+    sem_background.host.bridge.sem_act(b"centre")
+    view = pya.LayoutView.current()
+    box = view.box()
+    reach = pya.DVector(0.06 * box.width(), 0.06 * box.height())
+    view.zoom_box(pya.DBox(box.center() - reach, box.center() + reach))
+
+
 def screenshot():
     window.grab().save(os.environ["SEM_SCREENSHOT"])
     pya.Application.instance().exit(0)
@@ -31,4 +40,5 @@ def screenshot():
 later(1, connect)
 if "SEM_SCREENSHOT" in os.environ:
     later(0.5, lambda: window.resize(1400, 1000))
+    later(float(os.environ["SEM_SECONDS"]) - 2, look)
     later(float(os.environ["SEM_SECONDS"]), screenshot)
