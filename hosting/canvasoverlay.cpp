@@ -118,7 +118,8 @@ void CanvasOverlay::paint(QPaintEvent *event)
     m_asked = QRegion();
     const QRect area = region.boundingRect();
     QPainter painter(m_canvas);
-    painter.drawImage(area.topLeft(), composed(area));
+    compose(area);
+    painter.drawImage(area.topLeft(), m_composed);
     if (m_session->view().isValid())
         m_mode->paint(&painter, m_session->view());
     paintTexts(&painter);
@@ -168,30 +169,45 @@ QColor CanvasOverlay::ground() const
                               : m_canvas->palette().color(QPalette::Normal, QPalette::Base);
 }
 
-QImage CanvasOverlay::composed(const QRect &area) const
+// Memory that is new to the process costs more than what is written into it.
+static void provide(QImage *image, const QSize &size, QImage::Format format)
+{
+    if (image->size() != size)
+        *image = QImage(size, format);
+    image->setDevicePixelRatio(1);
+}
+
+/// Puts canvas and image together, in m_composed.
+void CanvasOverlay::compose(const QRect &area)
 {
     const qreal ratio = m_canvas->devicePixelRatioF();
     const QRect window(area.topLeft() * ratio, area.size() * ratio);
-    QImage result = m_picture.copy(window);
-    const bool shown = m_background->isShown() && m_session->view().isValid();
-    if (shown || changesDesign()) {
-        QImage layer(window.size(), QImage::Format_ARGB32_Premultiplied);
-        layer.fill(Qt::transparent);
-        if (shown) {
-            QPainter painter(&layer);
-            const QTransform toWindow = m_background->placement().toTransform()
-                * m_session->view().toScreen() * QTransform::fromScale(ratio, ratio)
-                * QTransform::fromTranslate(m_samplingOffset.x() - window.x(),
-                                            m_samplingOffset.y() - window.y());
-            paintImage(&painter, m_background->image(), toWindow, layer.rect());
-        }
+    provide(&m_composed, window.size(), QImage::Format_RGB32);
+    QPainter(&m_composed).drawImage(QPoint(), m_picture, window);
+    if (m_background->isShown() || changesDesign()) {
+        paintLayer(window);
         DrawingStyle style = m_style;
         if (m_designOff)
             style.designOpacity = 0;
-        blend(&result, layer, ground(), style);
+        blend(&m_composed, m_layer, ground(), style);
     }
-    result.setDevicePixelRatio(ratio);
-    return result;
+    m_composed.setDevicePixelRatio(ratio);
+}
+
+/// What is to be seen of the image in `window` (device pixels), in m_layer.
+void CanvasOverlay::paintLayer(const QRect &window)
+{
+    provide(&m_layer, window.size(), QImage::Format_ARGB32_Premultiplied);
+    m_layer.fill(Qt::transparent);
+    if (!m_background->isShown() || !m_session->view().isValid())
+        return;
+    const qreal ratio = m_canvas->devicePixelRatioF();
+    const QTransform toWindow = m_background->placement().toTransform()
+        * m_session->view().toScreen() * QTransform::fromScale(ratio, ratio)
+        * QTransform::fromTranslate(m_samplingOffset.x() - window.x(),
+                                    m_samplingOffset.y() - window.y());
+    QPainter painter(&m_layer);
+    paintImage(&painter, m_background->image(), toWindow, m_layer.rect());
 }
 
 static void paintLine(QPainter *painter, int y, const QString &text, const QColor &colour)

@@ -8,7 +8,8 @@
 #include <ctime>
 
 static const int stampMs = 2, stamps = 256; // as the relay writes them
-static const int lookedAcross = 32; // not only where a column of shapes may lie
+// Where pixels are looked at in a row: some of them lie beside the shapes.
+static const int lookedAt = 8, lookedAtEvery = 100;
 
 CanvasWatch::CanvasWatch(QWidget *canvas, bool withPackage)
     : QObject(canvas)
@@ -53,21 +54,21 @@ static qint64 monotonicMs()
     return now.tv_sec * 1000LL + now.tv_nsec / 1000000;
 }
 
-// Reads what is on the canvas from top to bottom.
 void CanvasWatch::look()
 {
     const auto *screen = static_cast<const QImage *>(m_canvas->backingStore()->paintDevice());
-    const QPoint at = m_canvas->mapTo(m_canvas->window(), QPoint(m_canvas->width() / 2, 0));
+    const QRect area(m_canvas->mapTo(m_canvas->window(), QPoint()), m_canvas->size());
     const qint64 now = monotonicMs();
-    const bool first = m_seen.size() != m_canvas->height();
-    m_seen.resize(m_canvas->height());
     const int before = m_agesMs.size();
-    for (int y = 0; y < m_seen.size(); ++y) {
-        const QRgb pixel = screen->pixel(at.x() + y % lookedAcross, at.y() + y);
-        const int grey = qRed(pixel);
-        if (!first && grey != m_seen[y] && qGreen(pixel) == grey && qBlue(pixel) == grey)
-            m_agesMs += double((now / stampMs - grey) & (stamps - 1)) * stampMs;
-        m_seen[y] = grey;
+    const int left = area.center().x() - lookedAt * lookedAtEvery / 2;
+    QVector<QRgb> seen;
+    for (int i = 0; i < area.height() * lookedAt; ++i) {
+        const int y = i / lookedAt, x = left + i % lookedAt * lookedAtEvery + y % 32;
+        const QRgb pixel = screen->pixel(x, area.top() + y);
+        if (i < m_seen.size() && pixel != m_seen[i])
+            m_agesMs += double((now / stampMs - qGray(pixel)) & (stamps - 1)) * stampMs;
+        seen += pixel;
     }
+    m_seen = seen;
     m_images += m_agesMs.size() > before;
 }

@@ -1,6 +1,7 @@
 #ifndef BENCH_KLAYOUT_CANVASWATCH_H
 #define BENCH_KLAYOUT_CANVASWATCH_H
 
+#include <QColor>
 #include <QElapsedTimer>
 #include <QObject>
 #include <QVector>
@@ -35,7 +36,7 @@ private:
     int m_images = 0, m_ownPaints = 0;
     double m_lastOwnPaintMs = -1;
     QElapsedTimer m_clock;
-    QVector<int> m_seen; ///< grey values, a row each
+    QVector<QRgb> m_seen; ///< some pixels of each row
     QVector<double> m_agesMs;
 };
 
