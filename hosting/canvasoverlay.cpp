@@ -169,45 +169,43 @@ QColor CanvasOverlay::ground() const
                               : m_canvas->palette().color(QPalette::Normal, QPalette::Base);
 }
 
-// Memory that is new to the process costs more than what is written into it.
-static void provide(QImage *image, const QSize &size, QImage::Format format)
-{
-    if (image->size() != size)
-        *image = QImage(size, format);
-    image->setDevicePixelRatio(1);
-}
-
-/// Puts canvas and image together, in m_composed.
+/// Puts canvas and image together, in m_composed. It is kept from paint to paint: memory that is
+/// new to the process costs more than what is written into it.
 void CanvasOverlay::compose(const QRect &area)
 {
     const qreal ratio = m_canvas->devicePixelRatioF();
-    const QRect window(area.topLeft() * ratio, area.size() * ratio);
-    provide(&m_composed, window.size(), QImage::Format_RGB32);
-    QPainter(&m_composed).drawImage(QPoint(), m_picture, window);
-    if (m_background->isShown() || changesDesign()) {
-        paintLayer(window);
-        DrawingStyle style = m_style;
-        if (m_designOff)
-            style.designOpacity = 0;
-        blend(&m_composed, m_layer, ground(), style);
-    }
+    const QRect window =
+        QRect(area.topLeft() * ratio, area.size() * ratio).intersected(m_picture.rect());
+    if (m_composed.size() != window.size())
+        m_composed = QImage(window.size(), QImage::Format_RGB32);
+    m_composed.setDevicePixelRatio(1);
+    if (m_background->isShown() || changesDesign())
+        composeWithImage(window);
+    else
+        QPainter(&m_composed).drawImage(QPoint(), m_picture, window);
     m_composed.setDevicePixelRatio(ratio);
 }
 
-/// What is to be seen of the image in `window` (device pixels), in m_layer.
-void CanvasOverlay::paintLayer(const QRect &window)
+void CanvasOverlay::composeWithImage(const QRect &window)
 {
-    provide(&m_layer, window.size(), QImage::Format_ARGB32_Premultiplied);
-    m_layer.fill(Qt::transparent);
-    if (!m_background->isShown() || !m_session->view().isValid())
-        return;
-    const qreal ratio = m_canvas->devicePixelRatioF();
-    const QTransform toWindow = m_background->placement().toTransform()
-        * m_session->view().toScreen() * QTransform::fromScale(ratio, ratio)
-        * QTransform::fromTranslate(m_samplingOffset.x() - window.x(),
-                                    m_samplingOffset.y() - window.y());
-    QPainter painter(&m_layer);
-    paintImage(&painter, m_background->image(), toWindow, m_layer.rect());
+    m_composed.reinterpretAsFormat(QImage::Format_ARGB32_Premultiplied);
+    m_composed.fill(Qt::transparent);
+    if (m_background->isShown() && m_session->view().isValid()) {
+        const qreal ratio = m_canvas->devicePixelRatioF();
+        const QTransform toWindow = m_background->placement().toTransform()
+            * m_session->view().toScreen() * QTransform::fromScale(ratio, ratio)
+            * QTransform::fromTranslate(m_samplingOffset.x() - window.x(),
+                                        m_samplingOffset.y() - window.y());
+        QPainter painter(&m_composed);
+        paintImage(&painter, m_background->image(), toWindow, m_composed.rect());
+    }
+    DrawingStyle style = m_style;
+    if (m_designOff)
+        style.designOpacity = 0;
+    const QImage design(m_picture.constScanLine(window.y()) + 4 * window.x(), window.width(),
+                        window.height(), m_picture.bytesPerLine(), QImage::Format_RGB32);
+    blend(design, &m_composed, ground(), style);
+    m_composed.reinterpretAsFormat(QImage::Format_RGB32);
 }
 
 static void paintLine(QPainter *painter, int y, const QString &text, const QColor &colour)
