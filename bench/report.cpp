@@ -3,12 +3,11 @@
 #include "bench/application.h"
 #include "bench/floor.h"
 #include "bench/hostrun.h"
+#include "bench/median.h"
 #include "bench/sender.h"
 
 #include <QFile>
-#include <QVector>
 
-#include <algorithm>
 #include <cstdio>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -43,12 +42,6 @@ double hostNsPerPixel(const Stream &stream, HostRun::Keeping keeping)
     Sender sender(stream);
     HostRun host(sender.controlPort(), stream.frameSize, keeping);
     return double(host.receive(stream, [&sender] { sender.start(); })) / stream.pixels();
-}
-
-double median(QVector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.at(values.size() / 2);
 }
 
 double statusMiB(const QByteArray &key)

@@ -118,7 +118,8 @@ void CanvasOverlay::paint(QPaintEvent *event)
     m_asked = QRegion();
     const QRect area = region.boundingRect();
     QPainter painter(m_canvas);
-    painter.drawImage(area.topLeft(), composed(area));
+    compose(area);
+    painter.drawImage(area.topLeft(), m_composed);
     if (m_session->view().isValid())
         m_mode->paint(&painter, m_session->view());
     paintTexts(&painter);
@@ -168,30 +169,43 @@ QColor CanvasOverlay::ground() const
                               : m_canvas->palette().color(QPalette::Normal, QPalette::Base);
 }
 
-QImage CanvasOverlay::composed(const QRect &area) const
+/// Puts canvas and image together, in m_composed. It is kept from paint to paint: memory that is
+/// new to the process costs more than what is written into it.
+void CanvasOverlay::compose(const QRect &area)
 {
     const qreal ratio = m_canvas->devicePixelRatioF();
-    const QRect window(area.topLeft() * ratio, area.size() * ratio);
-    QImage result = m_picture.copy(window);
-    const bool shown = m_background->isShown() && m_session->view().isValid();
-    if (shown || changesDesign()) {
-        QImage layer(window.size(), QImage::Format_ARGB32_Premultiplied);
-        layer.fill(Qt::transparent);
-        if (shown) {
-            QPainter painter(&layer);
-            const QTransform toWindow = m_background->placement().toTransform()
-                * m_session->view().toScreen() * QTransform::fromScale(ratio, ratio)
-                * QTransform::fromTranslate(m_samplingOffset.x() - window.x(),
-                                            m_samplingOffset.y() - window.y());
-            paintImage(&painter, m_background->image(), toWindow, layer.rect());
-        }
-        DrawingStyle style = m_style;
-        if (m_designOff)
-            style.designOpacity = 0;
-        blend(&result, layer, ground(), style);
+    const QRect window =
+        QRect(area.topLeft() * ratio, area.size() * ratio).intersected(m_picture.rect());
+    if (m_composed.size() != window.size())
+        m_composed = QImage(window.size(), QImage::Format_RGB32);
+    m_composed.setDevicePixelRatio(1);
+    if (m_background->isShown() || changesDesign())
+        composeWithImage(window);
+    else
+        QPainter(&m_composed).drawImage(QPoint(), m_picture, window);
+    m_composed.setDevicePixelRatio(ratio);
+}
+
+void CanvasOverlay::composeWithImage(const QRect &window)
+{
+    m_composed.reinterpretAsFormat(QImage::Format_ARGB32_Premultiplied);
+    m_composed.fill(Qt::transparent);
+    if (m_background->isShown() && m_session->view().isValid()) {
+        const qreal ratio = m_canvas->devicePixelRatioF();
+        const QTransform toWindow = m_background->placement().toTransform()
+            * m_session->view().toScreen() * QTransform::fromScale(ratio, ratio)
+            * QTransform::fromTranslate(m_samplingOffset.x() - window.x(),
+                                        m_samplingOffset.y() - window.y());
+        QPainter painter(&m_composed);
+        paintImage(&painter, m_background->image(), toWindow, m_composed.rect());
     }
-    result.setDevicePixelRatio(ratio);
-    return result;
+    DrawingStyle style = m_style;
+    if (m_designOff)
+        style.designOpacity = 0;
+    const QImage design(m_picture.constScanLine(window.y()) + 4 * window.x(), window.width(),
+                        window.height(), m_picture.bytesPerLine(), QImage::Format_RGB32);
+    blend(design, &m_composed, ground(), style);
+    m_composed.reinterpretAsFormat(QImage::Format_RGB32);
 }
 
 static void paintLine(QPainter *painter, int y, const QString &text, const QColor &colour)

@@ -60,7 +60,8 @@ private:
     void paint(QPaintEvent *event);
     void keepPicture(const QRegion &region, QPaintEvent *event);
     QColor ground() const;
-    QImage composed(const QRect &area) const;
+    void compose(const QRect &area);
+    void composeWithImage(const QRect &window);
     void paintTexts(QPainter *painter) const;
     QRect coveredArea() const;
     bool changesDesign() const { return m_designOff || m_style.designOpacity < 1; }
@@ -76,6 +77,7 @@ private:
     int m_designOffKey = 0;
 
     QImage m_picture; ///< what the canvas painted last, without us
+    QImage m_composed; ///< what was put on it last
     QRegion m_asked; ///< by us, without the canvas having changed
     QRect m_covered; ///< by image and marks when they were painted last
     bool m_painting = false;

@@ -98,26 +98,52 @@ struct Blender {
     }
 };
 
-template <typename Pixel> void forEachPixel(QImage *canvas, const QImage &layer, Pixel pixel)
+template <typename Row> void forEachRow(const QImage &canvas, QImage *layer, Row row)
 {
-    for (int y = 0; y < canvas->height(); ++y) {
-        auto *out = reinterpret_cast<QRgb *>(canvas->scanLine(y));
-        const auto *image = reinterpret_cast<const QRgb *>(layer.constScanLine(y));
-        for (int x = 0; x < canvas->width(); ++x)
-            out[x] = pixel(out[x], image[x]);
-    }
+    for (int y = 0; y < layer->height(); ++y)
+        row(reinterpret_cast<const QRgb *>(canvas.constScanLine(y)),
+            reinterpret_cast<QRgb *>(layer->scanLine(y)), layer->width());
+}
+
+template <typename Pixel> void forEachPixel(const QImage &canvas, QImage *layer, Pixel pixel)
+{
+    forEachRow(canvas, layer, [&pixel](const QRgb *below, QRgb *image, int width) {
+        for (int x = 0; x < width; ++x)
+            image[x] = pixel(below[x], image[x]);
+    });
+}
+
+// What is on the screen most of the time, thirty times a second: the first loop has no branch, so
+// that the compiler takes several pixels at once. The edges of a turned image are left to the
+// second.
+void putBehind(const QImage &canvas, QImage *layer, const Blender &blender)
+{
+    forEachRow(canvas, layer, [&blender](const QRgb *design, QRgb *image, int width) {
+        const QRgb ground = blender.ground, opaque = 0xFF000000;
+        QRgb all = opaque;
+        for (int x = 0; x < width; ++x) {
+            const QRgb canvasPixel = design[x] | opaque;
+            image[x] = (canvasPixel == ground) & (image[x] != 0) ? image[x] : canvasPixel;
+            all &= image[x];
+        }
+        for (int x = 0; (all & opaque) != opaque && x < width; ++x)
+            if (image[x] < opaque)
+                image[x] = blender.behind(ground, image[x]);
+    });
 }
 
 } // namespace
 
-void blend(QImage *canvas, const QImage &layer, const QColor &ground, const DrawingStyle &style)
+void blend(const QImage &canvas, QImage *layer, const QColor &ground, const DrawingStyle &style)
 {
     const Blender blender = { ground.rgb(), uint(qRound(256 * style.imageOpacity)),
                               uint(qRound(256 * style.designOpacity)), ground.lightness() < 128 };
     const auto behind = [&](QRgb c, QRgb i) { return blender.behind(c, i); };
     const auto above = [&](QRgb c, QRgb i) { return blender.above(c, i); };
     const auto multiplied = [&](QRgb c, QRgb i) { return blender.multiplied(c, i); };
-    if (style.order == DrawingStyle::Behind)
+    if (style.order == DrawingStyle::Behind && style.imageOpacity == 1 && style.designOpacity == 1)
+        putBehind(canvas, layer, blender);
+    else if (style.order == DrawingStyle::Behind)
         forEachPixel(canvas, layer, behind);
     else if (style.order == DrawingStyle::Above)
         forEachPixel(canvas, layer, above);

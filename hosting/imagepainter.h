@@ -28,9 +28,9 @@ void paintImage(QPainter *painter, const QImage &image, const QTransform &toWind
                 const QRect &window);
 
 /// Puts `layer` (premultiplied, what was painted of the image) and `canvas` (what the host's canvas
-/// painted, with the colour `ground` where it shows no design) together, into `canvas`. Both have
-/// 32 bits a pixel and the same size.
-void blend(QImage *canvas, const QImage &layer, const QColor &ground, const DrawingStyle &style);
+/// painted, with the colour `ground` where it shows no design) together, into `layer`, which
+/// becomes opaque. Both have 32 bits a pixel and the same size.
+void blend(const QImage &canvas, QImage *layer, const QColor &ground, const DrawingStyle &style);
 
 } // namespace hosting
 

@@ -9,7 +9,8 @@ trap 'rm -rf "$home"' EXIT
 mkdir -p "$home/salt"
 ln -s "$package" "$home/salt/sem-background"
 cp "$(dirname "$0")/../scripts/klayoutrc" "$home"
-export KLAYOUT_HOME=$home KLAYOUT_PATH= XDG_CONFIG_HOME=$home/config QT_QPA_PLATFORM=offscreen
+export KLAYOUT_HOME=$home KLAYOUT_PATH= XDG_CONFIG_HOME=$home/config
+export QT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen}
 export SEM_TESTS=$tests LD_PRELOAD=${SEM_PRELOAD:-}
 # It ignores SIGTERM.
 timeout --signal=KILL "${SEM_LIMIT:-280}" klayout "$@" -rm "$(dirname "$0")/insideklayout.py"

@@ -1,0 +1,74 @@
+#include "bench/klayout/canvaswatch.h"
+
+#include <QBackingStore>
+#include <QCoreApplication>
+#include <QImage>
+#include <QPaintEvent>
+
+#include <ctime>
+
+static const int stampMs = 2, stamps = 256; // as the relay writes them
+// Where pixels are looked at in a row: some of them lie beside the shapes.
+static const int lookedAt = 8, lookedAtEvery = 100;
+
+CanvasWatch::CanvasWatch(QWidget *canvas, bool withPackage)
+    : QObject(canvas)
+    , m_canvas(canvas)
+    , m_passesOfOwnPaint(withPackage ? 2 : 1)
+{
+    canvas->installEventFilter(this);
+}
+
+void CanvasWatch::start()
+{
+    m_images = m_ownPaints = 0;
+    m_lastOwnPaintMs = -1;
+    m_agesMs.clear();
+    m_clock.start();
+}
+
+// The event is sent on from here to know when its handling ends. It comes by once for that, and
+// once more if the package lets KLayout paint.
+bool CanvasWatch::eventFilter(QObject *canvas, QEvent *event)
+{
+    if (event->type() != QEvent::Paint)
+        return false;
+    if (m_passes++ > 0)
+        return false;
+    QCoreApplication::sendEvent(canvas, event);
+    const bool own = m_passes - 1 == m_passesOfOwnPaint;
+    m_passes = 0;
+    if (own) {
+        ++m_ownPaints;
+        m_lastOwnPaintMs = double(m_clock.nsecsElapsed()) * 1e-6;
+        m_seen.clear(); // the view may have changed
+    }
+    look();
+    return true;
+}
+
+static qint64 monotonicMs()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * 1000LL + now.tv_nsec / 1000000;
+}
+
+void CanvasWatch::look()
+{
+    const auto *screen = static_cast<const QImage *>(m_canvas->backingStore()->paintDevice());
+    const QRect area(m_canvas->mapTo(m_canvas->window(), QPoint()), m_canvas->size());
+    const qint64 now = monotonicMs();
+    const int before = m_agesMs.size();
+    const int left = area.center().x() - lookedAt * lookedAtEvery / 2;
+    QVector<QRgb> seen;
+    for (int i = 0; i < area.height() * lookedAt; ++i) {
+        const int y = i / lookedAt, x = left + i % lookedAt * lookedAtEvery + y % 32;
+        const QRgb pixel = screen->pixel(x, area.top() + y);
+        if (i < m_seen.size() && pixel != m_seen[i])
+            m_agesMs += double((now / stampMs - qGray(pixel)) & (stamps - 1)) * stampMs;
+        seen += pixel;
+    }
+    m_seen = seen;
+    m_images += m_agesMs.size() > before;
+}
