@@ -117,6 +117,10 @@ struct Laboratory {
             { "origin", [this] { stageMm = QPointF(); } },
             { "away", [this] { stageMm *= 2; } },
             { "pair", [this] { press("align3"), edit(0, 2); } },
+            { "seek",
+              [this] {
+                  press("align3"), fieldMm = 0.3, moves({ 1, 1 });
+              } },
             { "clear", [this] { press("alignClear"); } },
             { "back", [this] { session->bringBackAlignment(); } },
             { "turn", [this] { edit(5, 1); } },
@@ -233,10 +237,10 @@ void TestHosting::alignmentHolds_data()
     QTest::addColumn<QString>("notice");
     for (const char *story :
          { "restart", "disconnect", "disconnect connect", "disconnect away connect",
-           "pair disconnect connect", "clear disconnect connect", "clear back", "other chip",
-           "disconnect other connect chip", "close chip", "disconnect close connect chip",
-           "close restart chip", "slow other chip", "turn restart", "fine zoom turn restart",
-           "grow zoom turn restart" })
+           "pair disconnect connect", "seek disconnect connect", "clear disconnect connect",
+           "clear back", "other chip", "disconnect other connect chip", "close chip",
+           "disconnect close connect chip", "close restart chip", "slow other chip", "turn restart",
+           "fine zoom turn restart", "grow zoom turn restart" })
         QTest::newRow(story) << QString();
     QTest::newRow("origin restart") << "The stored alignment takes hold with the next stage move.";
     QTest::newRow("close restart") << "No design is open: the image gets its place when one is.";
