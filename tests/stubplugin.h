@@ -4,9 +4,7 @@
 #include "hosting/placement.h"
 #include "plugin/backgroundplugin.h"
 
-#include <QComboBox>
 #include <QPointer>
-#include <QPushButton>
 #include <QStackedWidget>
 
 #include <functional>
@@ -19,23 +17,16 @@ class StubPlugin : public QObject, public backgroundPlugIn {
 public:
     QPointer<QWidget> panel = new QWidget;
     QStackedWidget *pages = new QStackedWidget(panel); ///< 0 to connect, 1 to operate
-    QComboBox *imageSize = new QComboBox(panel);
-    QStringList calls; ///< what the host said and pressed, without getImage and getPos
+    QStringList calls; ///< what the host said
     int fetched = 0; ///< images
     QImage image;
     std::function<void(hosting::Placement *)> correct; ///< makes the answer of getPos
 
     StubPlugin()
     {
-        auto *connectButton = new QPushButton(panel);
         pages->setObjectName("stackedWidget");
-        imageSize->setObjectName("imageSize");
-        connectButton->setObjectName("connectButton");
-        for (const char *item : { "default", "chosen" }) {
-            pages->addWidget(new QWidget);
-            imageSize->addItem(item);
-        }
-        connect(connectButton, &QPushButton::clicked, this, [this] { calls << "connect"; });
+        pages->addWidget(new QWidget);
+        pages->addWidget(new QWidget);
     }
     ~StubPlugin() override { delete panel; }
     void init() override { emit addWidget(panel, "STUB"); }
