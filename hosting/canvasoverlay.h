@@ -20,7 +20,9 @@ class PluginSession;
 
 /// Paints the live image and the marks of the alignment modes on a canvas that knows nothing of
 /// them, and gives the modes its mouse and keys first. The canvas is any widget that paints itself;
-/// what it painted last is kept, so that a new image costs no repaint of the design.
+/// what it painted last is kept, so that a new image costs no repaint of the design. A canvas that
+/// changed has to update more of itself than the image covers, best all: less than that, together
+/// with a new image, is taken for the image's.
 class CanvasOverlay : public QObject {
     Q_OBJECT
 public:
