@@ -137,7 +137,7 @@ struct KLayoutSession {
     /// What the eye makes of several noisy frames: their mean.
     QImage liveImage(int frames)
     {
-        waitForFrames(3); // those that were on their way while the stage moved
+        waitForFrames(8); // as many may be on their way while the stage moves
         QVector<int> sums(frameSize * frameSize);
         for (int i = 0; i < frames; ++i) {
             waitForFrames(1);
@@ -206,6 +206,7 @@ struct KLayoutSession {
     void turnAndScale(const Cross &cross, const QPointF &design)
     {
         const double degreesPerPixel = 0.1, scalePerPixel = 1.002;
+        QVERIFY(cross.armLength > 0);
         dragPixelTo(cross.centre, design);
         drag(design, QPointF(cross.degrees / degreesPerPixel, 0), Qt::ControlModifier);
         const double factor = armLengthMm * unitsPerMm / (cross.armLength * drawn().scaleX);
