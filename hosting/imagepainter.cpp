@@ -7,16 +7,18 @@
 
 namespace hosting {
 
-// The image pixels in the window with a margin for interpolation; empty when there are none.
-static QRect visiblePixels(const QImage &image, const QTransform &toWindow, const QRect &window)
+// The image pixels in the window with a margin; empty when there are none.
+static QRect visiblePixels(const QImage &image, const QTransform &toWindow, const QRect &window,
+                           int margin)
 {
     bool invertible = false;
     const QTransform toImage = toWindow.inverted(&invertible);
     if (!invertible)
         return QRect();
     const QRectF part = toImage.mapRect(QRectF(window)).intersected(QRectF(image.rect()));
-    return part.isEmpty() ? QRect()
-                          : part.toAlignedRect().adjusted(-2, -2, 2, 2).intersected(image.rect());
+    return part.isEmpty()
+        ? QRect()
+        : part.toAlignedRect().adjusted(-margin, -margin, margin, margin).intersected(image.rect());
 }
 
 // Interpolating reads four image pixels for each on the screen. That pays while the image is
@@ -26,17 +28,45 @@ static bool wantsInterpolation(double screenPerImagePixel)
     return screenPerImagePixel > 0.5 && screenPerImagePixel < 6;
 }
 
+// Along the slanted lines of a turned image each pixel comes from another place in memory. Seen
+// from afar that takes longer than all the rest, so that one of `step` x `step` pixels is taken
+// first, row by row: the one in their middle, which is less than a screen pixel away.
+static QImage thinnedOut(const QImage &image, const QRect &part, int step)
+{
+    QImage result(part.size() / step, QImage::Format_RGB32);
+    for (int y = 0; y < result.height(); ++y) {
+        const uchar *line = image.constScanLine(part.top() + y * step + step / 2);
+        const auto *from = reinterpret_cast<const QRgb *>(line) + part.left() + step / 2;
+        auto *to = reinterpret_cast<QRgb *>(result.scanLine(y));
+        for (int x = 0; x < result.width(); ++x)
+            to[x] = from[x * step];
+    }
+    return result;
+}
+
+static int thinningStep(const QImage &image, const QTransform &toWindow, double zoom)
+{
+    const int worthwhile = 4;
+    const bool straight = toWindow.type() <= QTransform::TxScale;
+    const int step =
+        straight || image.format() != QImage::Format_RGB32 ? 1 : int(qMin(1 / zoom, 1e6));
+    return step < worthwhile || step > image.width() ? 1 : step;
+}
+
 void paintImage(QPainter *painter, const QImage &image, const QTransform &toWindow,
                 const QRect &window)
 {
-    const QRect pixels = visiblePixels(image, toWindow, window);
-    if (pixels.isEmpty())
+    const double zoom = std::sqrt(std::abs(toWindow.determinant()));
+    const int step = zoom > 0 ? thinningStep(image, toWindow, zoom) : 1;
+    const QRect pixels = visiblePixels(image, toWindow, window, qMax(2, step));
+    if (pixels.width() < step || pixels.height() < step)
         return;
+    const QImage few = step > 1 ? thinnedOut(image, pixels, step) : image;
+    const QRect fromFew = step > 1 ? few.rect() : pixels;
     painter->save();
-    painter->setRenderHint(QPainter::SmoothPixmapTransform,
-                           wantsInterpolation(std::sqrt(std::abs(toWindow.determinant()))));
+    painter->setRenderHint(QPainter::SmoothPixmapTransform, wantsInterpolation(zoom));
     painter->setTransform(toWindow, true);
-    painter->drawImage(QRectF(pixels), image, QRectF(pixels));
+    painter->drawImage(QRectF(pixels.topLeft(), fromFew.size() * step), few, fromFew);
     painter->restore();
 }
 

@@ -8,8 +8,7 @@
 #include <ctime>
 
 static const int stampMs = 2, stamps = 256; // as the relay writes them
-// Where pixels are looked at in a row: some of them lie beside the shapes.
-static const int lookedAt = 8, lookedAtEvery = 100;
+static const int lookedAt = 8; // pixels in a row, some of which will lie beside the shapes
 
 CanvasWatch::CanvasWatch(QWidget *canvas, bool withPackage)
     : QObject(canvas)
@@ -54,20 +53,19 @@ static qint64 monotonicMs()
     return now.tv_sec * 1000LL + now.tv_nsec / 1000000;
 }
 
+// Some pixels of each row, from top to bottom.
 void CanvasWatch::look()
 {
     const auto *screen = static_cast<const QImage *>(m_canvas->backingStore()->paintDevice());
     const QRect area(m_canvas->mapTo(m_canvas->window(), QPoint()), m_canvas->size());
-    const qint64 now = monotonicMs();
+    const qint64 now = monotonicMs() / stampMs;
     const int before = m_agesMs.size();
-    const int left = area.center().x() - lookedAt * lookedAtEvery / 2;
-    QVector<QRgb> seen;
-    for (int i = 0; i < area.height() * lookedAt; ++i) {
-        const int y = i / lookedAt, x = left + i % lookedAt * lookedAtEvery + y % 32;
-        const QRgb pixel = screen->pixel(x, area.top() + y);
-        if (i < m_seen.size() && pixel != m_seen[i])
-            m_agesMs += double((now / stampMs - qGray(pixel)) & (stamps - 1)) * stampMs;
-        seen += pixel;
+    QVector<QRgb> seen(area.height() * lookedAt);
+    for (int i = 0; i < seen.size(); ++i) {
+        const int y = i / lookedAt, x = area.center().x() + (i % lookedAt - 4) * 100 + y % 32;
+        seen[i] = reinterpret_cast<const QRgb *>(screen->constScanLine(area.top() + y))[x];
+        if (i < m_seen.size() && seen[i] != m_seen[i])
+            m_agesMs += double((now - qGray(seen[i])) & (stamps - 1)) * stampMs;
     }
     m_seen = seen;
     m_images += m_agesMs.size() > before;

@@ -11,21 +11,11 @@ import time
 HEADER, RUN = 32, 20  # bytes before the body, bytes of it before the pixels
 
 
-def listen(port):
-    listener = socket.socket()
-    listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-    listener.bind(("127.0.0.1", port))
-    listener.listen()
-    return listener
-
-
 def free_pair():
     while True:
-        control = listen(0)
-        try:
-            return control, listen(control.getsockname()[1] + 1)
-        except (OSError, OverflowError):
-            control.close()
+        control = socket.create_server(("127.0.0.1", 0))
+        with contextlib.suppress(OSError, OverflowError):
+            return control, socket.create_server(("127.0.0.1", control.getsockname()[1] + 1))
 
 
 def copy(source, target):
@@ -42,7 +32,7 @@ def stamp(source, target):
 
 
 def until_either_ends(relay, source, target):
-    with contextlib.suppress(OSError):
+    with contextlib.suppress(OSError, struct.error):
         relay(source, target)
     for end in (source, target):
         with contextlib.suppress(OSError):
@@ -57,7 +47,6 @@ def serve(listener, port, downwards):
     while True:
         host, _ = listener.accept()
         microscope = socket.create_connection(("127.0.0.1", port))
-        host.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         start(until_either_ends, copy, host, microscope)
         start(until_either_ends, downwards, microscope, host)
 
