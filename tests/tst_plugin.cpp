@@ -84,6 +84,7 @@ void TestPlugin::lifeWithoutMicroscope()
     QCOMPARE(liveWidgets(host), QString("----"));
     QCOMPARE(enabled(host, { "align1", "align2", "align3", "alignClear" }), QString("----"));
     QCOMPARE(host.corner(), 0x00646464u);
+    QVERIFY(host.widget<QAbstractButton>("displayCross")->isChecked());
     host.destroy();
     QVERIFY(!host.panel);
 }
@@ -175,6 +176,7 @@ void TestPlugin::userActions()
     host.microscope.reply(wire::message("DtEnumDetectors", list));
     SPIN_COMPARE(host.items("detector"), QString("0 - SE|1 - BSE - low"));
     QCOMPARE(host.text("statusDisplay"), QString("start scanning")); // it is selected already
+    SPIN_VERIFY(host.microscope.polls() > 0); // all that was sent before has arrived
     host.forget();
     QString commands;
     for (const auto &step : steps) {
