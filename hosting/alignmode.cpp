@@ -31,7 +31,7 @@ void AlignMode::setMode(Mode mode)
 
 bool AlignMode::mousePress(const QMouseEvent &event, const View &view)
 {
-    if (m_mode == Off || event.button() != Qt::LeftButton)
+    if (m_mode == Off || event.button() != Qt::LeftButton || !m_background->isShown())
         return false;
     const QPointF design = view.toDesign(event.localPos());
     if (m_mode == Assisted) {

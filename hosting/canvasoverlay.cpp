@@ -42,6 +42,7 @@ void CanvasOverlay::setCanvas(QWidget *canvas)
     if (m_canvas)
         m_canvas->removeEventFilter(this);
     m_canvas = canvas;
+    m_designOff = false;
     m_picture = QImage();
     if (canvas)
         canvas->installEventFilter(this);
@@ -270,7 +271,8 @@ bool CanvasOverlay::handleKey(QEvent *event)
         return false;
     }
     auto *key = static_cast<QKeyEvent *>(event);
-    const bool blinks = m_designOffKey && key->key() == m_designOffKey && !key->modifiers();
+    const bool blinks = m_background->isShown() && m_designOffKey
+        && key->key() == m_designOffKey && !key->modifiers();
     if (event->type() == QEvent::ShortcutOverride) {
         event->setAccepted(blinks || m_mode->takesKey(*key));
         return event->isAccepted();

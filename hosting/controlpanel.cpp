@@ -40,6 +40,12 @@ bool ControlPanel::saysAlignmentComplete() const
         && status->text() == QCoreApplication::translate("backgroundSEM", "alignment complete");
 }
 
+QString ControlPanel::status() const
+{
+    const auto *status = find<QLabel>(m_panel, "statusDisplay");
+    return status ? status->text() : QString();
+}
+
 void ControlPanel::setAddress(const QString &host, int port)
 {
     if (auto *edit = find<QLineEdit>(m_panel, "host"))

@@ -23,6 +23,8 @@ public:
     /// Whether the last pair gave a map: plugins say it in the status line.
     bool saysAlignmentComplete() const;
 
+    QString status() const; ///< the status line
+
     /// Host and port of the microscope, as if typed.
     void setAddress(const QString &host, int port);
     bool press(const char *button);

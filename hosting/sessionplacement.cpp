@@ -84,7 +84,8 @@ bool PluginSession::restoreAlignment()
     if (!m_positionAsked)
         return false;
     m_stored.insert(m_design.name);
-    if (!m_cleared.contains(m_design.name))
+    // An alignment whose scale does not fit the database unit leaves a map that nobody made.
+    if (!m_cleared.contains(m_design.name) && m_panel.saysAlignmentComplete())
         return true;
     m_clearing = true;
     invoke("alignClear");

@@ -100,7 +100,8 @@ void sem_connect(const char *address, int port)
 
 const char *sem_write_clone(const char *file)
 {
-    return host ? kept(host->writeClone(QString::fromUtf8(file))) : nullptr;
+    const QString matrix = host ? host->writeClone(QString::fromUtf8(file)) : QString();
+    return matrix.isNull() ? nullptr : kept(matrix);
 }
 
 int sem_copy_clone(const char *from, const char *to, const double *m)

@@ -14,6 +14,7 @@ using hosting::AlignMode;
 // KLayout takes the pixel whose corner is next to a point, Qt's painter the one whose area holds
 // it.
 static const QPointF samplingOffset(0.5, -0.5);
+static const int statusMs = 100;
 static const char placesKey[] = "background/docks";
 static const int placesVersion = 1; // of the window's parts; KLayout's own saving has 0
 
@@ -108,8 +109,22 @@ void Host::connectSession()
     connect(&m_session, &PluginSession::noticeChanged, this, [this](const QString &notice) {
         m_event("message", notice); // without a design there is no canvas to show it on
     });
+    connect(&m_statusTimer, &QTimer::timeout, this, &Host::followStatus);
+    m_statusTimer.start(statusMs);
     connect(&m_mode, &AlignMode::modeChanged, this,
             [this] { m_event("mode", QString::number(m_mode.mode())); });
+}
+
+// The panel's status line is often below what its dock shows, and soon says something else.
+void Host::followStatus()
+{
+    const QString status = m_session.panel()->status();
+    if (status == m_status)
+        return;
+    m_status = status;
+    for (const char *important : { "connection failed", "disconnec", "alignment" })
+        if (status.startsWith(important))
+            m_event("message", tr("SEM: %1").arg(status));
 }
 
 void Host::connectDock()
@@ -170,9 +185,11 @@ void Host::removePanel()
 bool Host::takeCanvas()
 {
     QWidget *shown = nullptr;
-    for (QWidget *canvas : m_window->findChildren<QWidget *>("canvas"))
-        if (canvas->isVisible())
-            shown = canvas;
+    // The navigator, a dock, has a canvas of that name, too.
+    if (const QWidget *tabs = m_window->centralWidget())
+        for (QWidget *canvas : tabs->findChildren<QWidget *>("canvas"))
+            if (canvas->isVisible())
+                shown = canvas;
     m_overlay.setCanvas(shown);
     updateView();
     return shown;
@@ -225,7 +242,10 @@ void Host::centreOnImage()
 
 void Host::act(const QString &action)
 {
-    if (action == "hand")
+    const bool moves = action == "hand" || action == "clicks";
+    if (moves && !m_overlay.canvas())
+        m_event("message", tr("No design is open."));
+    else if (action == "hand")
         m_session.invoke("alignManuel");
     else if (action == "clicks")
         m_session.invoke("alignAssist");
@@ -263,7 +283,7 @@ QString Host::writeClone(const QString &file)
     QString error;
     if (!klayout::writeClone(file, clone, &error)) {
         warn(error);
-        return QString();
+        return QString("");
     }
     const QTransform &m = clone.toMicrometres;
     QStringList values;

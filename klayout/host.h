@@ -52,8 +52,8 @@ public:
     void setMode(hosting::AlignMode::Mode mode);
     void act(const QString &action);
     void connectTo(const QString &host, int port);
-    /// The live image's matrix for KLayout, written to `file` with the image; nothing, with a
-    /// warning where there is more to say than that there is no image, if it cannot.
+    /// The live image's matrix for KLayout, written to `file` with the image. Null if there is no
+    /// image, empty and with a warning if the file cannot be written.
     QString writeClone(const QString &file);
 
     hosting::PluginSession *session() { return &m_session; }
@@ -66,6 +66,7 @@ private:
     QDockWidget *addDock(const QString &name, const QString &title, QWidget *content);
     void addPanel(QWidget *panel, const QString &name);
     void removePanel();
+    void followStatus();
     void saveDocks();
     void showDocks();
     void connectSession();
@@ -82,6 +83,8 @@ private:
     ImageDock *m_imageDock;
     QPointer<QDockWidget> m_docks[2]; ///< the panel's, ours
     QPointer<QWidget> m_panel;
+    QTimer m_statusTimer;
+    QString m_status; ///< the panel's, last seen
 
     // The view as KLayout reported it last.
     double m_magnification = 0; ///< viewport pixels per micrometre

@@ -26,7 +26,7 @@ until port=$(sed -n 's/^serving control port \([0-9]*\).*/\1/p' "$log") && [ -n 
 done
 
 export SEM_MICROSCOPE=127.0.0.1:$port
-if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
+if [ -n "${DISPLAY:-}" ]; then
     klayout "$@" "$design" -rm scripts/live-image.py
 else
     export QT_QPA_PLATFORM=offscreen SEM_SCREENSHOT=screenshot.png SEM_SECONDS=${RUN_SECONDS:-8}

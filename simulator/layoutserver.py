@@ -6,6 +6,7 @@
 # "picture" a PNG, the materials in its red channel. Ends with its input.
 import array
 import os
+import shutil
 import sys
 
 import pya
@@ -114,4 +115,5 @@ except Exception as error:
     os._exit(1)
 for request in requests():
     design.answer(request)
+shutil.rmtree(os.environ["KLAYOUT_HOME"], ignore_errors=True)  # made for this process
 os._exit(0)

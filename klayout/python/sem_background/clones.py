@@ -25,8 +25,8 @@ def add(view, bridge):
     """Keeps the live image where it is now; False if there is none."""
     path = new_file()
     numbers = bridge.sem_write_clone(path.encode())
-    if not numbers:
-        return False
+    if not numbers:  # empty: it could not be written, which has been said
+        return numbers is not None
     m11, m12, m21, m22, dx, dy = map(float, numbers.split())
     image = pya.Image(path)
     image.matrix = pya.Matrix3d(m11, m21, dx, m12, m22, dy, 0, 0, 1)
@@ -70,6 +70,7 @@ def save(view, bridge, number):
     path = pya.FileDialog.ask_save_file_name("Save clone", os.path.basename(image.filename()),
                                              "PNG images (*.png)")
     if path:
+        path += "" if path.lower().endswith(".png") else ".png"
         m = image.matrix
         values = (m.m(0, 0), m.m(1, 0), m.m(0, 1), m.m(1, 1), m.m(0, 2), m.m(1, 2))
         bridge.sem_copy_clone(image.filename().encode(), path.encode(),

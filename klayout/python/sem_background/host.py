@@ -18,15 +18,16 @@ class Host:
     another tab comes to the front, until the user wants it there or its tab is closed."""
 
     def __init__(self, window):
-        self.window, self.view, self.outlined = window, None, None
+        self.window, self.view = window, None
+        self.outline, self.patterns = False, None
         self.bridge = bridge.load()
         self.event = bridge.EVENT(self.handle)  # kept: the library calls it
         error = self.bridge.sem_start(bridge.plugin_file(), self.event)
         if error:
             raise OSError(error.decode())
-        self.factories = [tools.ToolFactory(mode, self.bridge) for mode in tools.TOOLS]
+        self.factories = [tools.ToolFactory(mode, self) for mode in tools.TOOLS]
         self.entries = tools.add_menu(window, self.bridge.sem_act, self.take_tab)
-        self.told, self.arranged = {}, False
+        self.told, self.arranged, self.upright = {}, False, True
         self.timer = pya.QTimer(window)
         self.timer.timeout = self.tick
         self.timer.start(POLL_MS)
@@ -65,10 +66,11 @@ class Host:
             getattr(self.bridge, function)(*values)
 
     def follow(self, view):
-        self.set_outline(False)
-        self.view = view
+        self.restore_patterns()
+        self.view, self.patterns = view, None
         view.on_viewport_changed += self.show_view
         self.told.pop("sem_set_design", None)
+        self.on_outline("1" if self.outline else "0")
 
     def take_tab(self):
         current = pya.LayoutView.current()
@@ -81,7 +83,9 @@ class Host:
         if cellview is None or not cellview.is_valid() or cellview.cell is None:
             return b"", 0.0
         layout = cellview.layout()
-        return name_of(layout, cellview.cell).encode(), layout.dbu * 1e-6
+        # Not the cell that is edited in its place: the coordinates are those of the one around it.
+        cell = layout.cell(cellview.ctx_cell_index())
+        return name_of(layout, cell).encode(), layout.dbu * 1e-6
 
     def ground(self):
         colour = self.view.get_config("background-color")
@@ -90,9 +94,12 @@ class Host:
     def show_view(self):
         if self.view is None or self.view._destroyed():
             return
-        view = self.view
-        shift = view.viewport_trans().disp
-        self.bridge.sem_set_view(view.viewport_trans().mag, shift.x, shift.y,
+        view, trans = self.view, self.view.viewport_trans()
+        upright = trans.angle == 0 and not trans.is_mirror()
+        if not upright and self.upright:
+            self.on_message("There is no SEM image in a view that is turned or mirrored.")
+        self.upright = upright
+        self.bridge.sem_set_view(trans.mag if upright else 0, trans.disp.x, trans.disp.y,
                                  view.viewport_width(), view.viewport_height())
 
     # What the library asks for.
@@ -115,6 +122,8 @@ class Host:
             self.view.pan_center(pya.DPoint(*map(float, argument.split())))
 
     def on_mode(self, argument):
+        if int(argument) != tools.OFF:
+            self.on_view(None)  # it is there that the image can be moved
         if self.view is not None:
             tools.select(self.view, int(argument))
 
@@ -137,9 +146,6 @@ class Host:
         clones.remove(self.view, int(argument))
         self.poll()
 
-    def on_outline(self, argument):
-        self.set_outline(argument == "1")
-
     def on_message(self, text):
         self.window.message(text, MESSAGE_MS)
 
@@ -148,17 +154,22 @@ class Host:
 
     HOLLOW = 1  # KLayout's fill pattern that is none
 
-    def set_outline(self, on):
+    def on_outline(self, argument):
         """Layers without fill; the user's patterns come back."""
-        if self.view is None or self.view._destroyed():
-            return
-        if on and self.outlined is None:
-            self.outlined = []
-            for layer in self.view.each_layer():
-                self.outlined.append((layer.source, layer.dither_pattern))
+        self.outline = argument == "1"
+        if not self.outline:
+            self.restore_patterns()
+        elif self.view is not None and self.patterns is None:
+            layers = list(self.view.each_layer())
+            # Each layer's own ones, before a group's change shows in its members.
+            self.patterns = [(layer.source, layer.dither_pattern_(False)) for layer in layers]
+            for layer in layers:
                 layer.dither_pattern = self.HOLLOW
-        elif not on and self.outlined is not None:
-            patterns, self.outlined = dict(self.outlined), None
-            for layer in self.view.each_layer():
-                if layer.source in patterns and layer.dither_pattern == self.HOLLOW:
-                    layer.dither_pattern = patterns[layer.source]
+
+    def restore_patterns(self):
+        patterns, self.patterns = self.patterns, None
+        if patterns is None or self.view is None or self.view._destroyed():
+            return
+        for layer, (source, pattern) in zip(self.view.each_layer(), patterns):
+            if layer.source == source:
+                layer.dither_pattern = pattern

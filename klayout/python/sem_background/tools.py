@@ -23,27 +23,29 @@ ENTRIES = [
 class Tool(pya.Plugin):
     """Only the state of a toolbar button: mouse and keys go to the library first."""
 
-    def __init__(self, mode, bridge):
+    def __init__(self, mode, view, host):
         super().__init__()
-        self.mode, self.bridge = mode, bridge
+        self.mode, self.view, self.host = mode, view, host
 
     def activated(self):
-        self.bridge.sem_act(TOOLS[self.mode][2])
+        if self.view == self.host.view:
+            self.host.bridge.sem_act(TOOLS[self.mode][2])
 
     def deactivated(self):
-        self.bridge.sem_set_mode(OFF)
+        if self.view == self.host.view:
+            self.host.bridge.sem_set_mode(OFF)
 
 
 class ToolFactory(pya.PluginFactory):
-    def __init__(self, mode, bridge):
+    def __init__(self, mode, host):
         super().__init__()
-        self.mode, self.bridge = mode, bridge
+        self.mode, self.host = mode, host
         name, title, _ = TOOLS[mode]
         self.has_tool_entry = True
         self.register(2000 + mode, name, title)
 
     def create_plugin(self, manager, root, view):
-        return Tool(self.mode, self.bridge)
+        return Tool(self.mode, view, self.host)
 
 
 def add_menu(window, act, tab):
