@@ -179,7 +179,8 @@ void TestAlignment::mapsThroughPairs()
 
 void TestAlignment::storedDesigns()
 {
-    const QStringList stored = { "ch;0;0;0;0;-1000000;0;1;0", "chi;5000;0;0;0;-995000;0;1;0" };
+    const QStringList stored = { "bad;nan;inf;1;2;3;4;5;6", "ch;0;0;0;0;-1000000;0;1;0",
+                                 "chi;5000;0;0;0;-995000;0;1;0" };
     PluginFixture host({ { "alignMap", stored } });
     QVERIFY(host.place());
     for (const QString name : { "ch", "absent", "chi" }) { // "ch" is too short a name
@@ -208,6 +209,10 @@ void TestAlignment::storedDesigns()
         host.getPos();
         QVERIFY(host.isFinite());
     }
+    host.plugin->setDatabaseUnits(1e-9);
+    host.plugin->getDesignName("bad");
+    host.use("align1");
+    QVERIFY(host.isFinite());
     host.destroy();
     QCOMPARE(QSettings().value("tescan/alignMap").toStringList(), stored);
 }
