@@ -4,8 +4,8 @@
 #include <QTimer>
 #include <QtTest>
 
-/// The entry of a test library that insideklayout.py loads: runs the tests once KLayout's event loop
-/// runs, and hands the number of failures over.
+/// The entry of a test library that insideklayout.py loads: runs the tests once KLayout's event
+/// loop runs, and hands the number of failures over.
 #define TEST_WITHIN_KLAYOUT(TestClass)                                                             \
     QByteArray (*evaluate)(const QByteArray &expression);                                          \
     static const char *(*evaluateText)(const char *);                                              \
