@@ -183,13 +183,15 @@ struct KLayoutSession {
     void drag(const QPointF &from, const QPointF &pixels, Qt::KeyboardModifiers modifiers)
     {
         const QPointF start = view().toScreen().map(from);
+        const QPointF direction =
+            pixels / qMax(length(pixels), 1e-9); // none of a drag to where it is
         const auto send = [&](QEvent::Type type, const QPointF &at, Qt::MouseButton button) {
             const auto buttons = type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton;
             QMouseEvent event(type, at, button, buttons, modifiers);
             QCoreApplication::sendEvent(canvas(), &event);
         };
         send(QEvent::MouseButtonPress, start, Qt::LeftButton);
-        send(QEvent::MouseMove, start + pixels + 20 * pixels / length(pixels), Qt::NoButton);
+        send(QEvent::MouseMove, start + pixels + 20 * direction, Qt::NoButton);
         send(QEvent::MouseMove, start + pixels, Qt::NoButton);
         send(QEvent::MouseButtonRelease, start + pixels, Qt::LeftButton);
     }
