@@ -106,26 +106,41 @@ bool CanvasOverlay::eventFilter(QObject *watched, QEvent *event)
         return false;
     if (event->type() != QEvent::Paint)
         return handleInput(event);
+    if (!showsAnything()) {
+        m_picture = QImage();
+        m_covered = QRect();
+        return false;
+    }
     paint(static_cast<QPaintEvent *>(event));
     return true;
+}
+
+bool CanvasOverlay::showsAnything() const
+{
+    return m_background->isShown() || changesDesign() || m_mode->mode() != AlignMode::Off
+        || !m_session->notice().isEmpty();
 }
 
 void CanvasOverlay::paint(QPaintEvent *event)
 {
     const QRegion region = event->region();
+    const QRect covered = coveredArea();
+    QRect area = region.boundingRect();
     const QSize wanted = m_canvas->size() * m_canvas->devicePixelRatioF();
-    if (region != m_asked || m_picture.size() != wanted)
+    if (region != m_asked || m_picture.size() != wanted) {
         keepPicture(region, event);
+        area &= covered; // the rest is on the canvas as it should be
+    }
     m_asked = QRegion();
-    const QRect area = region.boundingRect();
     QPainter painter(m_canvas);
-    compose(area);
-    painter.drawImage(area.topLeft(), m_composed);
+    if (!area.isEmpty()) {
+        compose(area);
+        painter.drawImage(area.topLeft(), m_composed);
+    }
     if (m_session->view().isValid())
         m_mode->paint(&painter, m_session->view());
     paintTexts(&painter);
-    m_covered = coveredArea();
-    emit painted();
+    m_covered = covered;
 }
 
 static QImage pictureUnder(const QPainter &painter)

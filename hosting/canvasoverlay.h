@@ -49,9 +49,6 @@ public:
     /// Repaints what the live image covers, or covered last.
     void update();
 
-signals:
-    void painted(); ///< a picture is on the canvas
-
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
@@ -66,6 +63,7 @@ private:
     void composeWithImage(const QRect &window);
     void paintTexts(QPainter *painter) const;
     QRect coveredArea() const;
+    bool showsAnything() const;
     bool changesDesign() const { return m_designOff || m_style.designOpacity < 1; }
 
     PluginSession *m_session;

@@ -49,7 +49,7 @@ void show(double zoom, double across, double up)
                             .arg(half.height() * (up + 1))));
 }
 
-bool prepare(bool withPackage)
+bool prepare()
 {
     for (QWidget *widget : QApplication::topLevelWidgets())
         if (auto *main = qobject_cast<QMainWindow *>(widget))
@@ -66,7 +66,7 @@ bool prepare(bool withPackage)
     }
     if (!canvas || canvas->size() != canvasSize)
         return false;
-    watch = new CanvasWatch(canvas, withPackage);
+    watch = new CanvasWatch(canvas);
     show(1, 0, 0);
     wait(3000);
     return true;
@@ -143,6 +143,7 @@ void connectLive()
     named<QRadioButton>("displayLive")->click();
     named<QComboBox>("dwellTime")->setCurrentText("100ns");
     named<QPushButton>("connectButton")->click();
+    watch->expectImage();
     wait(3000);
 }
 
@@ -188,7 +189,7 @@ extern "C" void start_tests(const char *(*evaluator)(const char *), void (*finis
     evaluate = evaluator;
     QTimer::singleShot(1000, [finished] {
         const bool withPackage = qEnvironmentVariableIsSet("SEM_PORT");
-        const bool prepared = prepare(withPackage);
+        const bool prepared = prepare();
         if (prepared && withPackage) {
             measurePackage();
         } else if (prepared) {

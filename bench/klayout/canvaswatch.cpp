@@ -10,10 +10,9 @@
 static const int stampMs = 2, stamps = 256; // as the relay writes them
 static const int lookedAt = 8; // pixels in a row, some of which will lie beside the shapes
 
-CanvasWatch::CanvasWatch(QWidget *canvas, bool withPackage)
+CanvasWatch::CanvasWatch(QWidget *canvas)
     : QObject(canvas)
     , m_canvas(canvas)
-    , m_passesOfOwnPaint(withPackage ? 2 : 1)
 {
     canvas->installEventFilter(this);
 }

@@ -11,7 +11,10 @@
 /// taken the canvas.
 class CanvasWatch : public QObject {
 public:
-    CanvasWatch(QWidget *canvas, bool withPackage);
+    explicit CanvasWatch(QWidget *canvas);
+
+    /// From now on there is an image: the package lets KLayout paint, and paints over it.
+    void expectImage() { m_passesOfOwnPaint = 2; }
 
     /// Begins to count and to time.
     void start();
@@ -31,7 +34,7 @@ private:
     void look();
 
     QWidget *m_canvas;
-    int m_passesOfOwnPaint;
+    int m_passesOfOwnPaint = 1;
     int m_passes = 0; ///< of the paint event under way
     int m_images = 0, m_ownPaints = 0;
     double m_lastOwnPaintMs = -1;
