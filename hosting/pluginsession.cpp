@@ -44,6 +44,7 @@ bool PluginSession::start(const std::function<QObject *()> &create)
 {
     m_create = create;
     m_poses = readPoses();
+    m_cleared = readCleared();
     return startObject();
 }
 
@@ -101,7 +102,8 @@ void PluginSession::dropPanel(QWidget *panel)
     emit panelRemoved(panel);
 }
 
-// The plugin writes its alignments as it goes, if it is connected; the poses belong to them.
+// The plugin writes its alignments as it goes, if it is connected. Poses belong to them, and a new
+// alignment that was not written does not bring back the one that was cleared before.
 void PluginSession::endObject()
 {
     if (!m_plugin)
@@ -115,8 +117,10 @@ void PluginSession::endObject()
     delete m_plugin;
     m_interface = nullptr;
     m_background->clear();
-    if (saves)
+    if (saves) {
         writePoses(m_poses);
+        writeCleared(m_cleared);
+    }
 }
 
 void PluginSession::stop()

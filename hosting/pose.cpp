@@ -9,6 +9,7 @@ namespace hosting {
 // Plugins drop a scale that is further off than this when the view field changes.
 static const double largestDeviation = 0.1;
 static const char posesKey[] = "background/poses";
+static const char clearedKey[] = "background/cleared";
 
 void NominalScale::start(double scale, int imageSize)
 {
@@ -68,6 +69,17 @@ void writePoses(const QMap<QString, Pose> &poses)
             QVariantList{ p.scaleX, p.scaleY, p.shearH, p.shearV, p.rotationDegrees };
     }
     QSettings().setValue(posesKey, stored);
+}
+
+QSet<QString> readCleared()
+{
+    const QStringList designs = QSettings().value(clearedKey).toStringList();
+    return QSet<QString>(designs.begin(), designs.end());
+}
+
+void writeCleared(const QSet<QString> &designs)
+{
+    QSettings().setValue(clearedKey, QStringList(designs.values()));
 }
 
 } // namespace hosting

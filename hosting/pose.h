@@ -4,6 +4,7 @@
 #include "hosting/placement.h"
 
 #include <QMap>
+#include <QSet>
 #include <QString>
 
 namespace hosting {
@@ -41,6 +42,10 @@ private:
 /// keeps there.
 QMap<QString, Pose> readPoses();
 void writePoses(const QMap<QString, Pose> &poses);
+
+/// Names of the designs whose stored alignment the user cleared, kept at the same place.
+QSet<QString> readCleared();
+void writeCleared(const QSet<QString> &designs);
 
 } // namespace hosting
 

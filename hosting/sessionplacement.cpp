@@ -116,6 +116,7 @@ bool PluginSession::bringBackAlignment()
     if (m_pairInWork || !m_stored.contains(m_design.name))
         return false;
     m_cleared.remove(m_design.name);
+    writeCleared(m_cleared);
     m_outOfPlace = true;
     followPage();
     return true;
@@ -178,8 +179,10 @@ void PluginSession::settle(const Placement &before, Placement *placement)
 // One that nobody connected for comes from "clear alignment".
 void PluginSession::noteFirstPlacement()
 {
-    if (!m_awaitsFirst && m_stored.contains(m_design.name))
+    if (!m_awaitsFirst && m_stored.contains(m_design.name)) {
         m_cleared.insert(m_design.name);
+        writeCleared(m_cleared);
+    }
     m_awaitsFirst = m_aligned = m_disturbed = m_waitsForMove = m_pairInWork = false;
 }
 

@@ -59,10 +59,19 @@ struct KLayoutSession {
     }
     QWidget *canvas() const
     {
-        for (QWidget *canvas : window->findChildren<QWidget *>("canvas"))
+        // beside the tabs there is the navigator's, too
+        for (QWidget *canvas : window->centralWidget()->findChildren<QWidget *>("canvas"))
             if (canvas->isVisible())
                 return canvas;
         return nullptr;
+    }
+    bool canvasShowsImage() const
+    {
+        const QImage with = canvas()->grab().toImage();
+        background()->setVisible(false);
+        const QImage without = canvas()->grab().toImage();
+        background()->setVisible(true);
+        return with != without;
     }
 
     void connectLive()

@@ -238,7 +238,7 @@ void TestHosting::alignmentHolds_data()
     for (const char *story :
          { "restart", "disconnect", "disconnect connect", "disconnect away connect",
            "pair disconnect connect", "seek disconnect connect", "clear disconnect connect",
-           "clear back", "other chip", "disconnect other connect chip", "close chip",
+           "clear restart", "clear restart back", "other chip", "disconnect other connect chip", "close chip",
            "disconnect close connect chip", "close restart chip", "slow other chip", "turn restart",
            "fine zoom turn restart", "grow zoom turn restart" })
         QTest::newRow(story) << QString();
@@ -250,7 +250,7 @@ void TestHosting::alignmentHolds()
 {
     QFETCH(QString, notice);
     const QString story = QTest::currentDataTag();
-    const bool aligned = story != "clear disconnect connect";
+    const bool aligned = !story.startsWith("clear") || story.endsWith("back");
     Laboratory lab;
     QVERIFY(lab.act("restart") && lab.align("align1") && lab.align("align2"));
     QVERIFY(lab.moves({ -2, 1 }) && lab.isInPlace());

@@ -18,6 +18,9 @@ private slots:
     void threePairsBringEverythingInRegister();
     void moveStageToViewFindsAnyPlace();
     void canvasShowsImageWhereTheLayoutIs();
+    void imageFollowsTheLayout();
+    void outlinesAreNotSaved();
+    void cloneLiesWhereTheImageLay();
     void alignmentComesBackWithItsDesign();
 
 private:
@@ -47,6 +50,8 @@ void tst_klayout::initTestCase()
     QVERIFY2(m_microscope.start(options, &error), qPrintable(error));
     m_session.reset(new KLayoutSession(&m_microscope));
     QVERIFY(m_session->host());
+    for (const char *dock : { "semPanelDock", "semImageDock" })
+        QVERIFY2(!m_session->widget<QWidget>(dock)->isHidden(), dock);
     m_session->window->resize(1400, 1000);
     evaluate("window.load_layout('" SAMPLE_LAYOUT "', 1)");
     QTRY_VERIFY(m_session->canvas() && m_session->view().zoom > 0);
@@ -184,6 +189,73 @@ void tst_klayout::canvasShowsImageWhereTheLayoutIs()
     const QPointF off = image.centre - layout.centre;
     qInfo("on the canvas: %.2f, %.2f screen pixels apart", off.x(), off.y());
     QVERIFY(length(off) < 1);
+}
+
+/// Whatever the user does to view and layout, the image is where it belongs, or not seen.
+void tst_klayout::imageFollowsTheLayout()
+{
+    const auto turn = [](const char *angle) {
+        evaluate("view.set_config('global-trans', '" + QByteArray(angle) + " 0,0')");
+    };
+    const auto setUnit = [](const char *micrometres) {
+        evaluate("setattr(view.active_cellview().layout(), 'dbu', " + QByteArray(micrometres) + ")");
+    };
+    const auto navigate = [](const char *on) {
+        evaluate("window.set_config('show-navigator', '" + QByteArray(on) + "')");
+    };
+    m_session->moveStageToView(crossAt(2), fineFieldMm);
+    navigate("true");
+    QTest::qWait(1000);
+    QVERIFY(m_session->canvasShowsImage());
+    navigate("false"); // KLayout crashes if it ends with it
+    turn("r90");
+    QTRY_VERIFY(!m_session->canvasShowsImage());
+    turn("r0");
+    QTRY_VERIFY(m_session->canvasShowsImage());
+    // Editing a cell in its place: the coordinates stay those of the cell around it.
+    evaluate("view.cellview(0).descend([pya.InstElement(next(view.cellview(0).cell.each_inst()))])");
+    QTest::qWait(1000);
+    QVERIFY(m_session->isAligned() && m_session->canvasShowsImage());
+    evaluate("view.cellview(0).ascend()");
+    setUnit("0.002"); // another design, of which no alignment fits
+    QTRY_VERIFY_WITH_TIMEOUT(!m_session->isAligned(), patienceMs);
+    setUnit("0.001");
+    verifyRestored(2);
+}
+
+void tst_klayout::outlinesAreNotSaved()
+{
+    const QByteArray patterns = "[layer.dither_pattern for layer in view.each_layer()]";
+    const QByteArray users = evaluate(patterns), hollow = evaluate("[1] * len(" + patterns + ")");
+    const auto outlines = m_session->widget<QAbstractButton>("outlineOnly");
+    outlines->click();
+    QCOMPARE(evaluate(patterns), hollow);
+    QByteArray whileSaving;
+    QTimer::singleShot(2000, [&] {
+        whileSaving = evaluate(patterns);
+        QApplication::activeModalWidget()->close();
+    });
+    evaluate("window.call_menu('cm_save_session')");
+    QCOMPARE(whileSaving, users);
+    QTRY_COMPARE(evaluate(patterns), hollow);
+    outlines->click();
+    QCOMPARE(evaluate(patterns), users);
+}
+
+void tst_klayout::cloneLiesWhereTheImageLay()
+{
+    evaluate("window.menu().action('tools_menu.sem_image.clone').trigger()");
+    const QList<QByteArray> box =
+        evaluate("'%r %r %r %r' % (lambda b: (b.left, b.bottom, b.right, b.top))"
+                 "([image.box() for image in view.each_image()][-1])")
+            .split(' ');
+    const QRectF live = m_session->background()->outline().boundingRect();
+    const double limit = m_session->pixelSize() / 1000;
+    QVERIFY(std::abs(box.value(0).toDouble() * 1000 - live.left()) < limit);
+    QVERIFY(std::abs(box.value(3).toDouble() * 1000 - live.bottom()) < limit);
+    evaluate("window.save_session('" + m_folder.filePath("session").toUtf8() + "')");
+    QFile session(m_folder.filePath("session"));
+    QVERIFY(session.open(QIODevice::ReadOnly) && session.readAll().contains("sem-clones"));
 }
 
 /// In the first picture, before the stage has moved.

@@ -41,6 +41,7 @@ class Host:
         if not self.arranged:
             self.arranged = True
             self.bridge.sem_arrange_docks()
+        self.keep_outlines_unsaved()
         self.poll()
 
     def poll(self):
@@ -153,6 +154,17 @@ class Host:
         pya.MessageBox.warning("SEM image", text, pya.MessageBox.Ok)
 
     HOLLOW = 1  # KLayout's fill pattern that is none
+    SAVING = ("Session", "Layer Properties")  # in the titles of the dialogs that save patterns
+
+    def keep_outlines_unsaved(self):
+        """KLayout asks for a file name before it saves: until that is answered, the layers have the
+        user's patterns."""
+        dialog = pya.QApplication.activeModalWidget()
+        saving = dialog is not None and any(word in dialog.windowTitle for word in self.SAVING)
+        if saving:
+            self.restore_patterns()
+        elif self.outline and self.patterns is None:
+            self.on_outline("1")
 
     def on_outline(self, argument):
         """Layers without fill; the user's patterns come back."""
