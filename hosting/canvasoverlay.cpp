@@ -286,8 +286,8 @@ bool CanvasOverlay::handleKey(QEvent *event)
         return false;
     }
     auto *key = static_cast<QKeyEvent *>(event);
-    const bool blinks = m_background->isShown() && m_designOffKey
-        && key->key() == m_designOffKey && !key->modifiers();
+    const bool blinks = m_background->isShown() && m_designOffKey && key->key() == m_designOffKey
+        && !key->modifiers();
     if (event->type() == QEvent::ShortcutOverride) {
         event->setAccepted(blinks || m_mode->takesKey(*key));
         return event->isAccepted();

@@ -93,10 +93,11 @@ bool PluginSession::restoreAlignment()
     return false;
 }
 
+// A plugin separates names and numbers with semicolons when it stores an alignment.
 void PluginSession::reportName()
 {
     if (m_plugin && m_design.isOpen())
-        m_interface->getDesignName(m_design.name);
+        m_interface->getDesignName(QString(m_design.name).replace(';', ':'));
 }
 
 static int wholeUnits(double coordinate)

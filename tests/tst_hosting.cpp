@@ -18,7 +18,7 @@ using namespace hosting;
 
 namespace {
 
-const Design chip = { "chip/TOP", 1e-9 }, other = { "other/TOP", 1e-8 };
+const Design chip = { "chip;1/TOP", 1e-9 }, other = { "other/TOP", 1e-8 };
 
 QImage plain(int size, const QColor &colour)
 {
@@ -238,9 +238,10 @@ void TestHosting::alignmentHolds_data()
     for (const char *story :
          { "restart", "disconnect", "disconnect connect", "disconnect away connect",
            "pair disconnect connect", "seek disconnect connect", "clear disconnect connect",
-           "clear restart", "clear restart back", "other chip", "disconnect other connect chip", "close chip",
-           "disconnect close connect chip", "close restart chip", "slow other chip", "turn restart",
-           "fine zoom turn restart", "grow zoom turn restart" })
+           "clear back", "clear restart", "clear restart back", "other chip",
+           "disconnect other connect chip", "close chip", "disconnect close connect chip",
+           "close restart chip", "slow other chip", "turn restart", "fine zoom turn restart",
+           "grow zoom turn restart" })
         QTest::newRow(story) << QString();
     QTest::newRow("origin restart") << "The stored alignment takes hold with the next stage move.";
     QTest::newRow("close restart") << "No design is open: the image gets its place when one is.";
@@ -288,7 +289,7 @@ void TestHosting::pluginIsToldDesignAndView()
         emit host.plugin->requestView();
         return host.plugin->calls.join(", ");
     };
-    QCOMPARE(told(), QString("units 1e-09, view 0.125 1001 -250 400 300, name chip/TOP"));
+    QCOMPARE(told(), QString("units 1e-09, view 0.125 1001 -250 400 300, name chip:1/TOP"));
     host.plugin->pages->setCurrentIndex(1);
     QCOMPARE(told(), QString("view 0.125 1001 -250 400 300"));
     host.session.setView({ { 1e12, -1e12 }, 2, { 400, 300 } });

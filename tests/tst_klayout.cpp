@@ -198,7 +198,8 @@ void tst_klayout::imageFollowsTheLayout()
         evaluate("view.set_config('global-trans', '" + QByteArray(angle) + " 0,0')");
     };
     const auto setUnit = [](const char *micrometres) {
-        evaluate("setattr(view.active_cellview().layout(), 'dbu', " + QByteArray(micrometres) + ")");
+        evaluate("setattr(view.active_cellview().layout(), 'dbu', " + QByteArray(micrometres)
+                 + ")");
     };
     const auto navigate = [](const char *on) {
         evaluate("window.set_config('show-navigator', '" + QByteArray(on) + "')");
@@ -213,7 +214,8 @@ void tst_klayout::imageFollowsTheLayout()
     turn("r0");
     QTRY_VERIFY(m_session->canvasShowsImage());
     // Editing a cell in its place: the coordinates stay those of the cell around it.
-    evaluate("view.cellview(0).descend([pya.InstElement(next(view.cellview(0).cell.each_inst()))])");
+    evaluate(
+        "view.cellview(0).descend([pya.InstElement(next(view.cellview(0).cell.each_inst()))])");
     QTest::qWait(1000);
     QVERIFY(m_session->isAligned() && m_session->canvasShowsImage());
     evaluate("view.cellview(0).ascend()");
