@@ -32,12 +32,32 @@ bool ControlPanel::showsOperatingPage() const
     return pages() && pages()->currentIndex() == 1;
 }
 
+static QString pluginsWord(const char *text)
+{
+    return QCoreApplication::translate("backgroundSEM", text);
+}
+
 bool ControlPanel::saysAlignmentComplete() const
 {
-    const auto *status = find<QLabel>(m_panel, "statusDisplay");
     const auto *third = find<QAbstractButton>(m_panel, "align3"); // open once there are two pairs
-    return status && third && third->isEnabled()
-        && status->text() == QCoreApplication::translate("backgroundSEM", "alignment complete");
+    return third && third->isEnabled() && status() == pluginsWord("alignment complete");
+}
+
+bool ControlPanel::saysAlignmentError() const
+{
+    return status() == pluginsWord("alignment error");
+}
+
+int ControlPanel::rowInWork() const
+{
+    int row = 0;
+    for (const char *name : { "align1", "align2", "align3" }) {
+        ++row;
+        if (const auto *button = find<QAbstractButton>(m_panel, name))
+            if (button->text() == pluginsWord("align"))
+                return row;
+    }
+    return 0;
 }
 
 QString ControlPanel::status() const
@@ -54,9 +74,14 @@ void ControlPanel::setAddress(const QString &host, int port)
         box->setValue(port);
 }
 
-bool ControlPanel::press(const char *button)
+QAbstractButton *ControlPanel::button(const char *name) const
 {
-    auto *found = find<QAbstractButton>(m_panel, button);
+    return find<QAbstractButton>(m_panel, name);
+}
+
+bool ControlPanel::press(const char *name)
+{
+    QAbstractButton *found = button(name);
     if (found)
         found->click();
     return found;

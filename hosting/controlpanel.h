@@ -5,6 +5,7 @@
 #include <QStringList>
 #include <QWidget>
 
+class QAbstractButton;
 class QStackedWidget;
 
 namespace hosting {
@@ -22,12 +23,16 @@ public:
     bool showsOperatingPage() const;
     /// Whether the last pair gave a map: plugins say it in the status line.
     bool saysAlignmentComplete() const;
+    bool saysAlignmentError() const;
+    /// The row, 1 to 3, whose pair is being positioned; 0 for none.
+    int rowInWork() const;
 
     QString status() const; ///< the status line
 
     /// Host and port of the microscope, as if typed.
     void setAddress(const QString &host, int port);
     bool press(const char *button);
+    QAbstractButton *button(const char *name) const; ///< null if there is none
 
     /// What is chosen for dwell time and image size, which plugins do not always restore.
     QStringList scanSettings() const;

@@ -55,6 +55,11 @@ Placement Placement::moved(const QPointF &offset) const
     return result;
 }
 
+Placement Placement::withCentre(const QPointF &wanted, int imageSize) const
+{
+    return moved(wanted - centre(imageSize));
+}
+
 Placement Placement::turned(const QPointF &pivot, double degrees) const
 {
     QTransform turn;

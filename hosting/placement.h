@@ -27,6 +27,7 @@ struct Placement {
     QPointF centre(int imageSize) const;
 
     Placement moved(const QPointF &offset) const;
+    Placement withCentre(const QPointF &centre, int imageSize) const;
     /// Turned counter-clockwise about `pivot`, a design point.
     Placement turned(const QPointF &pivot, double degrees) const;
     /// Enlarged by `factor` about `pivot`, a design point.

@@ -43,8 +43,7 @@ bool PluginSession::load(const QString &file, QString *error)
 bool PluginSession::start(const std::function<QObject *()> &create)
 {
     m_create = create;
-    m_poses = readPoses();
-    m_cleared = readCleared();
+    m_memory = DesignMemory::read();
     return startObject();
 }
 
@@ -57,6 +56,9 @@ bool PluginSession::startObject()
     m_plugin = plugin;
     m_served = Design();
     m_nominal = NominalScale();
+    m_alignment = Alignment();
+    m_lostSince = QDateTime();
+    m_connected = false;
     m_asked = m_placed = m_aligned = m_disturbed = m_waitsForMove = m_outOfPlace = false;
     m_awaitsFirst = m_pairInWork = m_confirming = false;
     connectPlugin();
@@ -102,8 +104,8 @@ void PluginSession::dropPanel(QWidget *panel)
     emit panelRemoved(panel);
 }
 
-// The plugin writes its alignments as it goes, if it is connected. Poses belong to them, and a new
-// alignment that was not written does not bring back the one that was cleared before.
+// The plugin writes its alignments as it goes, if it is connected. Poses and pairs belong to them,
+// and a new alignment that was not written does not bring back the one that was cleared before.
 void PluginSession::endObject()
 {
     if (!m_plugin)
@@ -117,10 +119,8 @@ void PluginSession::endObject()
     delete m_plugin;
     m_interface = nullptr;
     m_background->clear();
-    if (saves) {
-        writePoses(m_poses);
-        writeCleared(m_cleared);
-    }
+    if (saves)
+        m_memory.write();
 }
 
 void PluginSession::stop()
@@ -174,21 +174,6 @@ void PluginSession::fetchImage()
     m_sinceFetch.start();
     if (m_plugin)
         m_background->setImage(m_interface->getImage());
-}
-
-// The user's own wish to move the image by hand comes the same way, and is no pair.
-void PluginSession::startMoving()
-{
-    m_pairInWork = m_pairInWork || !m_invoking;
-    m_disturbed = m_disturbed || m_pairInWork; // the stage may move without the image now
-    emit manualAlignmentRequested();
-}
-
-void PluginSession::stopMoving()
-{
-    m_confirming = m_pairInWork;
-    m_pairInWork = false;
-    emit defaultModeRequested();
 }
 
 void PluginSession::setNotice(const QString &notice)

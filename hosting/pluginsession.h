@@ -2,16 +2,17 @@
 #define HOSTING_PLUGINSESSION_H
 
 #include "hosting/controlpanel.h"
-#include "hosting/pose.h"
+#include "hosting/designmemory.h"
 #include "hosting/view.h"
 
+#include <QDateTime>
 #include <QElapsedTimer>
 #include <QPluginLoader>
 #include <QPointer>
-#include <QSet>
 #include <QTimer>
 
 #include <functional>
+#include <optional>
 
 class backgroundPlugIn;
 
@@ -31,6 +32,20 @@ struct Design {
         return name == other.name && databaseUnitMetres == other.databaseUnitMetres;
     }
     bool operator!=(const Design &other) const { return !(*this == other); }
+};
+
+/// What the image's place rests on.
+struct Alignment {
+    QVector<PickedPair> pairs; ///< by row, as far as the host knows them
+    int inForce = 0; ///< so many of them make the map; 0: the place is assumed
+    bool restored = false; ///< it came back with the design
+};
+
+/// What the user made of the place where the map had put the image.
+struct Correction {
+    QPointF offset; ///< of the image's centre, database units
+    double degrees = 0;
+    double scale = 1;
 };
 
 /// The host's side of the contract with a background plugin: connects its signals, reports design
@@ -64,8 +79,20 @@ public:
     void setView(const View &view) { m_view = view; }
     const View &view() const { return m_view; }
 
+    const Alignment &alignment() const { return m_alignment; }
+    bool isConnected() const { return m_panel.showsOperatingPage(); }
+    /// When the connection of the image on the screen ended; null while there is one.
+    QDateTime lostSince() const { return m_lostSince; }
+
     /// True from when the user starts an alignment pair until it is confirmed or given up.
     bool isPairInWork() const { return m_pairInWork; }
+    int rowInWork() const; ///< 1 to 3; 0 for none
+    Correction correction() const; ///< of the row in work
+    /// Gives the row in work up. A stored alignment comes back; otherwise confirmed pairs are lost,
+    /// and the image goes back to where it was. False if no row is in work.
+    bool giveUpPair();
+    /// Has the stage moved so that what the image shows at this design point comes to its centre.
+    bool bringToCentre(const QPointF &point);
     /// Calls one of the plugin's public slots that take no arguments.
     bool invoke(const char *slot);
     /// Brings a stored alignment back that the user cleared; false if none is known.
@@ -83,6 +110,9 @@ signals:
     void cloneRequested();
     void defaultModeRequested();
     void noticeChanged(const QString &notice);
+    void alignmentChanged(); ///< or the connection
+    void pairConfirmed(int row, const hosting::Correction &correction);
+    void told(const QString &message); ///< to be shown for a while
 
 private slots:
     void notePanel(QWidget *panel, const QString &name);
@@ -110,7 +140,9 @@ private:
     bool restoreAlignment();
     void settle(const Placement &before, Placement *placement);
     void noteFirstPlacement();
-    void finishPair();
+    void finishPair(const QPointF &centre);
+    void followStageToView(const QPointF &centre);
+    void startAgainAt(const QPointF &centre, const Pose &pose);
     void showOrHide();
     void setNotice(const QString &notice);
 
@@ -125,14 +157,23 @@ private:
 
     Design m_design; ///< on the screen
     View m_view;
-    QMap<QString, Pose> m_poses;
+    QPointF m_reportedCentre;
+    View m_special; ///< reported instead of it, if valid
+    DesignMemory m_memory;
     QSet<QString> m_stored; ///< designs of which the plugin is known to hold an alignment
-    QSet<QString> m_cleared; ///< those whose alignment the user does not want to see again
     QString m_notice;
 
     // Of the plugin object at hand:
     Design m_served; ///< whose view it was told
     NominalScale m_nominal;
+    Alignment m_alignment;
+    QPointF m_mappedCentre; ///< where the map puts the image's centre, as far as it was seen
+    Pose m_poseBefore; ///< that the row in work began with
+    Correction m_correction; ///< of the row being confirmed
+    int m_confirmingRow = 0;
+    std::optional<QPointF> m_restingCentre; ///< for the image when the stage goes to the view
+    QDateTime m_lostSince;
+    bool m_connected = false;
     bool m_asked = false; ///< for a view, once at least
     bool m_placed = false;
     bool m_aligned = false; ///< with two pairs or more, restored or recorded

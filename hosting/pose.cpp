@@ -1,15 +1,11 @@
 #include "hosting/pose.h"
 
-#include <QSettings>
-
 #include <cmath>
 
 namespace hosting {
 
 // Plugins drop a scale that is further off than this when the view field changes.
 static const double largestDeviation = 0.1;
-static const char posesKey[] = "background/poses";
-static const char clearedKey[] = "background/cleared";
 
 void NominalScale::start(double scale, int imageSize)
 {
@@ -44,42 +40,7 @@ Placement NominalScale::posed(const Placement &placement, const Pose &pose) cons
     result.rotationDegrees = pose.rotationDegrees;
     if (!result.isDrawable())
         return placement; // what was stored is no pose
-    return result.moved(placement.centre(m_imageSize) - result.centre(m_imageSize));
-}
-
-QMap<QString, Pose> readPoses()
-{
-    QMap<QString, Pose> poses;
-    const QVariantMap stored = QSettings().value(posesKey).toMap();
-    for (auto entry = stored.begin(); entry != stored.end(); ++entry) {
-        const QVariantList v = entry.value().toList();
-        if (v.size() == 5)
-            poses[entry.key()] = { v[0].toDouble(), v[1].toDouble(), v[2].toDouble(),
-                                   v[3].toDouble(), v[4].toDouble() };
-    }
-    return poses;
-}
-
-void writePoses(const QMap<QString, Pose> &poses)
-{
-    QVariantMap stored;
-    for (auto entry = poses.begin(); entry != poses.end(); ++entry) {
-        const Pose &p = entry.value();
-        stored[entry.key()] =
-            QVariantList{ p.scaleX, p.scaleY, p.shearH, p.shearV, p.rotationDegrees };
-    }
-    QSettings().setValue(posesKey, stored);
-}
-
-QSet<QString> readCleared()
-{
-    const QStringList designs = QSettings().value(clearedKey).toStringList();
-    return QSet<QString>(designs.begin(), designs.end());
-}
-
-void writeCleared(const QSet<QString> &designs)
-{
-    QSettings().setValue(clearedKey, QStringList(designs.values()));
+    return result.withCentre(placement.centre(m_imageSize), m_imageSize);
 }
 
 } // namespace hosting

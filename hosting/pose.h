@@ -3,10 +3,6 @@
 
 #include "hosting/placement.h"
 
-#include <QMap>
-#include <QSet>
-#include <QString>
-
 namespace hosting {
 
 /// How the user turned, scaled and sheared the image, whatever the view field and the frame size.
@@ -28,6 +24,7 @@ public:
     /// False before the first placement.
     bool isKnown() const { return m_scale > 0; }
     int imageSize() const { return m_imageSize; } ///< pixels a side, last followed
+    double pixelSize() const { return m_scale; } ///< nominal, database units
 
     Pose poseOf(const Placement &placement) const;
     /// `placement` in that pose; its centre stays where it is.
@@ -37,15 +34,6 @@ private:
     double m_scale = 0;
     int m_imageSize = 0;
 };
-
-/// The poses of the designs by name, kept in the application's settings beside what the plugin
-/// keeps there.
-QMap<QString, Pose> readPoses();
-void writePoses(const QMap<QString, Pose> &poses);
-
-/// Names of the designs whose stored alignment the user cleared, kept at the same place.
-QSet<QString> readCleared();
-void writeCleared(const QSet<QString> &designs);
 
 } // namespace hosting
 

@@ -8,6 +8,8 @@
 
 namespace hosting {
 
+static const int shortestName = 3;
+
 void PluginSession::setDesign(const Design &design)
 {
     if (design == m_design)
@@ -27,6 +29,11 @@ bool PluginSession::servesAnotherDesign() const
 // object replaced, since it writes what it holds only while it is connected.
 void PluginSession::followPage()
 {
+    if (m_panel.showsOperatingPage() != m_connected) {
+        m_connected = !m_connected;
+        m_lostSince = m_connected ? QDateTime() : QDateTime::currentDateTime();
+        emit alignmentChanged();
+    }
     if (m_plugin && m_panel.showsOperatingPage() && (m_outOfPlace || servesAnotherDesign()))
         renew();
 }
@@ -46,7 +53,10 @@ void PluginSession::answerView()
     } else if (m_panel.showsConnectionPage() && !m_clearing) {
         answerWhileConnecting();
     } else {
+        const bool inRow = m_pairInWork && m_placed;
         reportView();
+        if (inRow && m_plugin)
+            followStageToView(m_reportedCentre);
     }
 }
 
@@ -85,7 +95,7 @@ bool PluginSession::restoreAlignment()
         return false;
     m_stored.insert(m_design.name);
     // An alignment whose scale does not fit the database unit leaves a map that nobody made.
-    if (!m_cleared.contains(m_design.name) && m_panel.saysAlignmentComplete())
+    if (!m_memory.cleared.contains(m_design.name) && m_panel.saysAlignmentComplete())
         return true;
     m_clearing = true;
     invoke("alignClear");
@@ -93,14 +103,16 @@ bool PluginSession::restoreAlignment()
     return false;
 }
 
-// A plugin separates names and numbers with semicolons when it stores an alignment.
+// A plugin separates names and numbers with semicolons when it stores an alignment, and takes short
+// names for none.
 void PluginSession::reportName()
 {
     if (m_plugin && m_design.isOpen())
-        m_interface->getDesignName(QString(m_design.name).replace(';', ':'));
+        m_interface->getDesignName(
+            QString(m_design.name).replace(';', ':').leftJustified(shortestName, '_'));
 }
 
-static int wholeUnits(double coordinate)
+static double wholeUnits(double coordinate)
 {
     const double limit = std::numeric_limits<int>::max();
     return qRound(qBound(-limit, coordinate, limit));
@@ -108,16 +120,18 @@ static int wholeUnits(double coordinate)
 
 void PluginSession::reportView()
 {
-    m_interface->getView(m_view.zoom, wholeUnits(m_view.centre.x()), wholeUnits(m_view.centre.y()),
-                         m_view.size.width(), m_view.size.height());
+    const View &view = m_special.isValid() ? m_special : m_view;
+    m_reportedCentre = QPointF(wholeUnits(view.centre.x()), wholeUnits(view.centre.y()));
+    m_interface->getView(view.zoom, int(m_reportedCentre.x()), int(m_reportedCentre.y()),
+                         view.size.width(), view.size.height());
 }
 
 bool PluginSession::bringBackAlignment()
 {
     if (m_pairInWork || !m_stored.contains(m_design.name))
         return false;
-    m_cleared.remove(m_design.name);
-    writeCleared(m_cleared);
+    m_memory.cleared.remove(m_design.name);
+    m_memory.writeCleared();
     m_outOfPlace = true;
     followPage();
     return true;
@@ -139,11 +153,11 @@ void PluginSession::takePosition()
         settle(before, &p);
     m_background->takePlacement(p);
     if (m_confirming)
-        finishPair();
+        finishPair(before.centre(m_nominal.imageSize()));
     showOrHide();
     if (m_imageTimer.isActive())
         fetchImage(); // the new values may be for an image of another size
-    if (m_centreAfterPosition)
+    if (m_centreAfterPosition && !m_special.isValid())
         centre();
 }
 
@@ -159,21 +173,30 @@ void PluginSession::settle(const Placement &before, Placement *placement)
         m_waitsForMove = placement->x == before.x && placement->y == before.y;
         *placement = placement->scaled(placement->centre(imageSize), imageSize);
         m_nominal.start(placement->scaleX, imageSize);
-        *placement = m_nominal.posed(*placement, m_poses.value(m_design.name));
+        *placement = m_nominal.posed(*placement, m_memory.poses.value(m_design.name));
         const QPolygonF outline =
             placement->toTransform().map(QPolygonF(QRectF(0, 0, imageSize, imageSize)));
         const QRectF seen = m_view.toScreen().inverted().mapRect(QRectF(QPointF(), m_view.size));
         m_centreAfterPosition = !m_waitsForMove && !outline.boundingRect().intersects(seen);
+        m_mappedCentre = placement->centre(imageSize);
+        const auto pairs = m_memory.pairs.value(m_design.name);
+        m_alignment = { pairs, qMax(2, pairs.size()), true };
+        emit alignmentChanged();
         return;
     }
     if (m_centreAfterPosition) {
         m_nominal.start(placement->scaleX, imageSize);
+        m_mappedCentre = placement->centre(imageSize);
         noteFirstPlacement();
         return;
     }
-    const QPointF moved = placement->centre(imageSize) - before.centre(m_nominal.imageSize());
-    if (!m_pairInWork && std::hypot(moved.x(), moved.y()) > placement->scaleX / 1000)
-        m_disturbed = m_waitsForMove = false;
+    const QPointF centre = placement->centre(imageSize);
+    const QPointF moved = centre - before.centre(m_nominal.imageSize());
+    if (std::hypot(moved.x(), moved.y()) > placement->scaleX / 1000) {
+        m_mappedCentre = centre;
+        m_disturbed = m_disturbed && m_pairInWork;
+        m_waitsForMove = m_waitsForMove && m_pairInWork;
+    }
     m_nominal.follow(before, *placement, imageSize);
 }
 
@@ -181,30 +204,12 @@ void PluginSession::settle(const Placement &before, Placement *placement)
 void PluginSession::noteFirstPlacement()
 {
     if (!m_awaitsFirst && m_stored.contains(m_design.name)) {
-        m_cleared.insert(m_design.name);
-        writeCleared(m_cleared);
+        m_memory.cleared.insert(m_design.name);
+        m_memory.writeCleared();
     }
     m_awaitsFirst = m_aligned = m_disturbed = m_waitsForMove = m_pairInWork = false;
-}
-
-void PluginSession::finishPair()
-{
-    m_confirming = false;
-    const bool complete = m_panel.saysAlignmentComplete();
-    m_disturbed = !complete;
-    m_aligned = m_aligned || complete;
-    if (!complete)
-        return;
-    m_stored.insert(m_design.name);
-    m_cleared.remove(m_design.name);
-    m_poses[m_design.name] = m_nominal.poseOf(m_background->placement());
-}
-
-void PluginSession::noteEdit()
-{
-    m_disturbed = true;
-    if (m_aligned && !m_pairInWork && m_nominal.isKnown())
-        m_poses[m_design.name] = m_nominal.poseOf(m_background->placement());
+    m_alignment = Alignment();
+    emit alignmentChanged();
 }
 
 // The first placement asks for this before it has handed back the values.

@@ -1,0 +1,144 @@
+// The pairs that the user makes with the panel's rows: what the host knows of them, and what it does
+// beyond the panel while one is in work.
+#include "hosting/background.h"
+#include "hosting/pluginsession.h"
+
+#include <cmath>
+
+namespace hosting {
+
+// The user's own wish to move the image by hand comes the same way, and is no pair.
+void PluginSession::startMoving()
+{
+    if (!m_invoking && !m_pairInWork) {
+        m_pairInWork = true;
+        m_poseBefore = m_nominal.poseOf(m_background->placement());
+        emit alignmentChanged();
+    }
+    m_disturbed = m_disturbed || m_pairInWork; // the stage may move without the image now
+    emit manualAlignmentRequested();
+}
+
+// The row says what it is doing until this is over.
+void PluginSession::stopMoving()
+{
+    m_confirmingRow = rowInWork();
+    m_correction = correction();
+    m_confirming = m_pairInWork;
+    m_pairInWork = false;
+    emit defaultModeRequested();
+}
+
+/// `centre` is what the plugin recorded, as the image's centre, for the row.
+void PluginSession::finishPair(const QPointF &centre)
+{
+    m_confirming = false;
+    if (m_confirmingRow > 0) {
+        m_alignment.pairs.resize(qMax(m_confirmingRow, m_alignment.pairs.size()));
+        m_alignment.pairs[m_confirmingRow - 1] = { centre, m_nominal.pixelSize() };
+        const bool rejected = m_alignment.pairs.size() > 1 && m_panel.saysAlignmentError();
+        m_alignment.inForce = rejected ? 1 : m_alignment.pairs.size();
+        m_alignment.restored = false;
+    }
+    const bool complete = m_panel.saysAlignmentComplete();
+    m_disturbed = !complete;
+    m_aligned = m_aligned || complete;
+    if (complete) {
+        m_stored.insert(m_design.name);
+        m_memory.cleared.remove(m_design.name);
+        m_memory.poses[m_design.name] = m_nominal.poseOf(m_background->placement());
+        m_memory.pairs[m_design.name] = m_alignment.pairs;
+    }
+    m_mappedCentre = m_background->placement().centre(m_nominal.imageSize());
+    emit pairConfirmed(m_confirmingRow, m_correction);
+    emit alignmentChanged();
+}
+
+Correction PluginSession::correction() const
+{
+    if (!m_pairInWork)
+        return Correction();
+    const Placement &now = m_background->placement();
+    const Pose pose = m_nominal.poseOf(now);
+    return { now.centre(m_nominal.imageSize()) - m_mappedCentre,
+             std::remainder(pose.rotationDegrees - m_poseBefore.rotationDegrees, 360),
+             std::sqrt(std::abs(pose.scaleX * pose.scaleY
+                                / (m_poseBefore.scaleX * m_poseBefore.scaleY))) };
+}
+
+void PluginSession::noteEdit()
+{
+    m_disturbed = true;
+    if (m_aligned && !m_pairInWork && m_nominal.isKnown())
+        m_memory.poses[m_design.name] = m_nominal.poseOf(m_background->placement());
+}
+
+int PluginSession::rowInWork() const
+{
+    return m_pairInWork ? m_panel.rowInWork() : 0;
+}
+
+// The image stays where it is while a row is in work, wherever the stage goes. The user who sends
+// it to the view looks for the place there, though.
+void PluginSession::followStageToView(const QPointF &centre)
+{
+    m_mappedCentre = centre;
+    if (m_background->placement().isDrawable())
+        m_background->takePlacement(m_background->placement().withCentre(
+            m_restingCentre ? *m_restingCentre : centre, m_nominal.imageSize()));
+}
+
+bool PluginSession::bringToCentre(const QPointF &point)
+{
+    const Placement &now = m_background->placement();
+    const QPointF centre = now.centre(m_nominal.imageSize());
+    const QPointF reference = m_pairInWork ? m_mappedCentre : centre;
+    m_special = m_view;
+    m_special.centre = reference + point - centre;
+    m_special.zoom = m_view.size.width() / (m_nominal.pixelSize() * m_nominal.imageSize());
+    m_special.size.setHeight(m_view.size.width());
+    m_restingCentre = point;
+    const bool pressed = m_special.isValid() && m_panel.press("stageToView");
+    m_special = View();
+    m_restingCentre.reset();
+    return pressed;
+}
+
+// Nothing in the plugin's interface takes a started row back but clearing all of them. A stored
+// alignment then comes back with a new plugin object.
+bool PluginSession::giveUpPair()
+{
+    if (!m_pairInWork || !m_plugin)
+        return false;
+    const bool stored = m_aligned && m_stored.contains(m_design.name);
+    const int lost = m_alignment.pairs.size();
+    m_pairInWork = false;
+    emit defaultModeRequested();
+    if (stored) {
+        m_outOfPlace = true;
+        followPage();
+        emit told(tr("Row given up; the stored alignment is back."));
+        return true;
+    }
+    startAgainAt(m_mappedCentre, m_poseBefore);
+    emit told(lost ? tr("Row given up. The image is back in its place, but the confirmed pair is "
+                        "lost: start with row 1.")
+                   : tr("Row given up; the image is back in its place."));
+    return true;
+}
+
+// The plugin takes this for a first placement, which makes a map like that of the pair that was
+// there: unturned, through the stage position at hand.
+void PluginSession::startAgainAt(const QPointF &centre, const Pose &pose)
+{
+    m_special = m_view;
+    m_special.centre = centre;
+    m_clearing = m_awaitsFirst = true; // nothing that is stored counts as cleared
+    invoke("alignClear");
+    m_clearing = false;
+    m_special = View();
+    if (m_plugin)
+        m_background->takePlacement(m_nominal.posed(m_background->placement(), pose));
+}
+
+} // namespace hosting
