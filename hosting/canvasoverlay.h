@@ -1,6 +1,7 @@
 #ifndef HOSTING_CANVASOVERLAY_H
 #define HOSTING_CANVASOVERLAY_H
 
+#include "hosting/errorcontour.h"
 #include "hosting/imagepainter.h"
 
 #include <QObject>
@@ -17,6 +18,7 @@ namespace hosting {
 class AlignMode;
 class Background;
 class PluginSession;
+class StatusLine;
 
 /// Paints the live image and the marks of the alignment modes on a canvas that knows nothing of
 /// them, and gives the modes its mouse and keys first. The canvas is any widget that paints itself;
@@ -45,6 +47,11 @@ public:
     void setDesignOff(bool off);
     /// The key that does it while it is held, with the focus on the canvas; 0 for none.
     void setDesignOffKey(int key) { m_designOffKey = key; }
+    /// Shown at the image, which is dimmed while it is not live; null for none, the default. It must
+    /// outlive this object.
+    void setStatusLine(StatusLine *status);
+    /// Whether the predicted error is shown as contours over the design.
+    void setContoursShown(bool shown);
 
     /// Repaints what the live image covers, or covered last.
     void update();
@@ -61,14 +68,23 @@ private:
     QColor ground() const;
     void compose(const QRect &area);
     void composeWithImage(const QRect &window);
+    void paintMarks(QPainter *painter) const;
     void paintTexts(QPainter *painter) const;
+    QRect imageArea() const;
+    QRect statusArea() const;
     QRect coveredArea() const;
+    void ask(const QRect &area);
+    void updateStatus();
+    void followAlignment();
     bool showsAnything() const;
     bool changesDesign() const { return m_designOff || m_style.designOpacity < 1; }
 
     PluginSession *m_session;
     Background *m_background;
     AlignMode *m_mode;
+    StatusLine *m_status = nullptr;
+    QVector<ErrorContour> m_contours;
+    bool m_contoursShown = false;
     QPointer<QWidget> m_canvas;
     DrawingStyle m_style;
     QColor m_ground;
@@ -79,7 +95,8 @@ private:
     QImage m_picture; ///< what the canvas painted last, without us
     QImage m_composed; ///< what was put on it last
     QRegion m_asked; ///< by us, without the canvas having changed
-    QRect m_covered; ///< by image and marks when they were painted last
+    QRect m_covered; ///< by image, its frame and the status line when they were painted last
+    QRect m_statusArea; ///< of the status line when it was painted last
     bool m_painting = false;
 };
 

@@ -3,6 +3,7 @@
 
 #include "hosting/controlpanel.h"
 #include "hosting/designmemory.h"
+#include "hosting/pairchecks.h"
 #include "hosting/view.h"
 
 #include <QDateTime>
@@ -25,7 +26,9 @@ class Background;
 struct Design {
     QString name;
     double databaseUnitMetres = 0; ///< 0: no design is open
+    QRectF extent; ///< database units; empty if not known
 
+    double micrometres() const { return databaseUnitMetres * 1e6; } ///< to the database unit
     bool isOpen() const { return databaseUnitMetres > 0; }
     bool operator==(const Design &other) const
     {
@@ -39,13 +42,6 @@ struct Alignment {
     QVector<PickedPair> pairs; ///< by row, as far as the host knows them
     int inForce = 0; ///< so many of them make the map; 0: the place is assumed
     bool restored = false; ///< it came back with the design
-};
-
-/// What the user made of the place where the map had put the image.
-struct Correction {
-    QPointF offset; ///< of the image's centre, database units
-    double degrees = 0;
-    double scale = 1;
 };
 
 /// The host's side of the contract with a background plugin: connects its signals, reports design
@@ -84,10 +80,17 @@ public:
     /// When the connection of the image on the screen ended; null while there is one.
     QDateTime lostSince() const { return m_lostSince; }
 
+    /// How long ago scan data came last; 0 if none are expected.
+    qint64 dataAgeMs() const;
+
     /// True from when the user starts an alignment pair until it is confirmed or given up.
     bool isPairInWork() const { return m_pairInWork; }
     int rowInWork() const; ///< 1 to 3; 0 for none
-    Correction correction() const; ///< of the row in work
+    double pixelSize() const { return m_nominal.pixelSize(); } ///< of the image, database units
+    /// The confirmed pairs for reckoning; rows that came back without their points are left out.
+    QVector<ConfirmedPair> confirmedPairs() const;
+    /// What confirming the row in work would record; its row is 0 if there is none.
+    PairToConfirm pairToConfirm() const;
     /// Gives the row in work up. A stored alignment comes back; otherwise confirmed pairs are lost,
     /// and the image goes back to where it was. False if no row is in work.
     bool giveUpPair();
@@ -111,7 +114,6 @@ signals:
     void defaultModeRequested();
     void noticeChanged(const QString &notice);
     void alignmentChanged(); ///< or the connection
-    void pairConfirmed(int row, const hosting::Correction &correction);
     void told(const QString &message); ///< to be shown for a while
 
 private slots:
@@ -153,7 +155,7 @@ private:
     backgroundPlugIn *m_interface = nullptr;
     ControlPanel m_panel;
     QTimer m_imageTimer;
-    QElapsedTimer m_sinceFetch;
+    QElapsedTimer m_sinceFetch, m_sinceData;
 
     Design m_design; ///< on the screen
     View m_view;

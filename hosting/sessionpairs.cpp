@@ -3,8 +3,6 @@
 #include "hosting/background.h"
 #include "hosting/pluginsession.h"
 
-#include <cmath>
-
 namespace hosting {
 
 // The user's own wish to move the image by hand comes the same way, and is no pair.
@@ -23,7 +21,7 @@ void PluginSession::startMoving()
 void PluginSession::stopMoving()
 {
     m_confirmingRow = rowInWork();
-    m_correction = correction();
+    m_correction = pairToConfirm().correction;
     m_confirming = m_pairInWork;
     m_pairInWork = false;
     emit defaultModeRequested();
@@ -33,10 +31,11 @@ void PluginSession::stopMoving()
 void PluginSession::finishPair(const QPointF &centre)
 {
     m_confirming = false;
+    bool rejected = false;
     if (m_confirmingRow > 0) {
         m_alignment.pairs.resize(qMax(m_confirmingRow, m_alignment.pairs.size()));
         m_alignment.pairs[m_confirmingRow - 1] = { centre, m_nominal.pixelSize() };
-        const bool rejected = m_alignment.pairs.size() > 1 && m_panel.saysAlignmentError();
+        rejected = m_alignment.pairs.size() > 1 && m_panel.saysAlignmentError();
         m_alignment.inForce = rejected ? 1 : m_alignment.pairs.size();
         m_alignment.restored = false;
     }
@@ -50,20 +49,41 @@ void PluginSession::finishPair(const QPointF &centre)
         m_memory.pairs[m_design.name] = m_alignment.pairs;
     }
     m_mappedCentre = m_background->placement().centre(m_nominal.imageSize());
-    emit pairConfirmed(m_confirmingRow, m_correction);
+    if (m_confirmingRow > 0)
+        emit told((rejected ? tr("Pair %1 does not fit the others: %2.") : tr("Pair %1: %2."))
+                      .arg(m_confirmingRow)
+                      .arg(m_correction.text()));
     emit alignmentChanged();
 }
 
-Correction PluginSession::correction() const
+QVector<ConfirmedPair> PluginSession::confirmedPairs() const
 {
-    if (!m_pairInWork)
-        return Correction();
+    const double unit = m_design.micrometres();
+    QVector<ConfirmedPair> result;
+    for (int i = 0; i < m_alignment.pairs.size(); ++i) {
+        const PickedPair &pair = m_alignment.pairs[i];
+        if (pair.deviation > 0)
+            result.append({ i + 1, pair.design * unit, pair.deviation * unit,
+                            i < m_alignment.inForce });
+    }
+    return result;
+}
+
+PairToConfirm PluginSession::pairToConfirm() const
+{
+    const double unit = m_design.micrometres();
     const Placement &now = m_background->placement();
-    const Pose pose = m_nominal.poseOf(now);
-    return { now.centre(m_nominal.imageSize()) - m_mappedCentre,
-             std::remainder(pose.rotationDegrees - m_poseBefore.rotationDegrees, 360),
-             std::sqrt(std::abs(pose.scaleX * pose.scaleY
-                                / (m_poseBefore.scaleX * m_poseBefore.scaleY))) };
+    const QPointF centre = now.centre(m_nominal.imageSize()) * unit;
+    const int row = rowInWork();
+    PairToConfirm result;
+    result.pair = { row, centre, m_nominal.pixelSize() * unit, true };
+    for (const ConfirmedPair &other : confirmedPairs())
+        if (other.row != row)
+            result.others.append(other);
+    result.correction =
+        Correction::between(m_mappedCentre * unit, m_poseBefore, centre, m_nominal.poseOf(now));
+    result.design = QRectF(m_design.extent.topLeft() * unit, m_design.extent.size() * unit);
+    return result;
 }
 
 void PluginSession::noteEdit()

@@ -12,9 +12,10 @@ static const int shortestName = 3;
 
 void PluginSession::setDesign(const Design &design)
 {
-    if (design == m_design)
-        return;
+    const bool same = design == m_design;
     m_design = design;
+    if (same)
+        return;
     showOrHide();
     QMetaObject::invokeMethod(
         this, [this] { followPage(); }, Qt::QueuedConnection);

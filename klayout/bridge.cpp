@@ -62,10 +62,12 @@ void sem_set_view(double magnification, double x, double y, int width, int heigh
         host->setView(magnification, QPointF(x, y), QSize(width, height));
 }
 
-void sem_set_design(const char *name, double databaseUnitMetres)
+void sem_set_design(const char *name, double databaseUnitMetres, double left, double bottom,
+                    double right, double top)
 {
     if (host)
-        host->setDesign({ QString::fromUtf8(name), databaseUnitMetres });
+        host->setDesign({ QString::fromUtf8(name), databaseUnitMetres,
+                          QRectF(QPointF(left, bottom), QPointF(right, top)) });
 }
 
 void sem_set_ground(const char *colour)

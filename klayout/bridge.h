@@ -6,7 +6,7 @@
 
 extern "C" {
 
-/// Is told what the bridge wants of KLayout: an event's name and its argument, see events.h.
+/// Is told what the bridge wants of KLayout: an event's name and its argument, see host.h.
 typedef void (*sem_event)(const char *name, const char *argument);
 
 /// Starts the background plugin in KLayout's main window. Returns the reason if it cannot, or null.
@@ -21,8 +21,9 @@ int sem_take_canvas(void);
 /// What KLayout reports of the tab's view: pixels per micrometre, where the origin lies (pixels
 /// from the lower left), and the viewport's size.
 void sem_set_view(double magnification, double x, double y, int width, int height);
-/// The design in that tab; a database unit of 0 for none.
-void sem_set_design(const char *name, double databaseUnitMetres);
+/// The design in that tab, its extent in database units; a database unit of 0 for none.
+void sem_set_design(const char *name, double databaseUnitMetres, double left, double bottom,
+                    double right, double top);
 /// KLayout's background colour; empty for the palette's.
 void sem_set_ground(const char *colour);
 /// In which tab the image is, and whether another tab is in front of it.

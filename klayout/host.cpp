@@ -2,6 +2,7 @@
 #include "klayout/clonefile.h"
 
 #include <QCoreApplication>
+#include <QMessageBox>
 #include <QRadioButton>
 #include <QScrollArea>
 #include <QScrollBar>
@@ -23,7 +24,10 @@ Host::Host(QMainWindow *window, const Event &event)
     , m_event(event)
     , m_session(&m_background)
     , m_mode(&m_background)
+    , m_statusLine(&m_session, &m_background)
     , m_overlay(&m_session, &m_background, &m_mode)
+    , m_guard(&m_session, [this](const QString &question) { return ask(question); })
+    , m_exitSignals([this] { end(); })
     , m_imageDock(new ImageDock)
 {
     setObjectName("semHost");
@@ -31,14 +35,12 @@ Host::Host(QMainWindow *window, const Event &event)
     m_background.setParent(this);
     m_overlay.setSamplingOffset(samplingOffset);
     m_overlay.setDesignOffKey(Qt::Key_D);
+    m_overlay.setStatusLine(&m_statusLine);
     connectSession();
     connectDock();
     m_docks[1] = addDock("semImageDock", tr("SEM image"), m_imageDock);
     // KLayout's scripts can end it with only one of the two.
-    connect(qApp, &QCoreApplication::aboutToQuit, this, [this] {
-        saveDocks();
-        stop();
-    });
+    connect(qApp, &QCoreApplication::aboutToQuit, this, &Host::end);
     connect(window, &QObject::destroyed, this, &Host::stop);
 }
 
@@ -70,6 +72,12 @@ void Host::arrangeDocks()
     const QByteArray places = QSettings().value(placesKey).toByteArray();
     if (!m_window->restoreState(places, placesVersion))
         showDocks();
+}
+
+void Host::end()
+{
+    saveDocks();
+    stop();
 }
 
 void Host::saveDocks()
@@ -109,6 +117,8 @@ void Host::connectSession()
     connect(&m_session, &PluginSession::noticeChanged, this, [this](const QString &notice) {
         m_event("message", notice); // without a design there is no canvas to show it on
     });
+    connect(&m_session, &PluginSession::told, this,
+            [this](const QString &message) { m_event("message", tr("SEM: %1").arg(message)); });
     connect(&m_statusTimer, &QTimer::timeout, this, &Host::followStatus);
     m_statusTimer.start(statusMs);
     connect(&m_mode, &AlignMode::modeChanged, this,
@@ -133,6 +143,8 @@ void Host::connectDock()
             [this] { m_overlay.setStyle(m_imageDock->style()); });
     connect(m_imageDock, &ImageDock::designOffChanged, &m_overlay,
             &hosting::CanvasOverlay::setDesignOff);
+    connect(m_imageDock, &ImageDock::contoursChanged, &m_overlay,
+            &hosting::CanvasOverlay::setContoursShown);
     connect(m_imageDock, &ImageDock::outlineOnlyChanged, this,
             [this](bool on) { m_event("outline", on ? "1" : "0"); });
     connect(m_imageDock, &ImageDock::tabWanted, this, [this] { m_event("tab", QString()); });
@@ -143,6 +155,11 @@ void Host::connectDock()
             [this](const QString &id) { m_event("clone-save", id); });
     connect(m_imageDock, &ImageDock::cloneToRemove, this,
             [this](const QString &id) { m_event("clone-remove", id); });
+}
+
+bool Host::ask(const QString &question)
+{
+    return QMessageBox::question(m_window, tr("SEM image"), question) == QMessageBox::Yes;
 }
 
 QDockWidget *Host::addDock(const QString &name, const QString &title, QWidget *content)

@@ -4,7 +4,10 @@
 #include "hosting/alignmode.h"
 #include "hosting/background.h"
 #include "hosting/canvasoverlay.h"
+#include "hosting/pairguard.h"
+#include "hosting/statusline.h"
 #include "hosting/pluginsession.h"
+#include "klayout/exitsignals.h"
 #include "klayout/imagedock.h"
 
 #include <QDockWidget>
@@ -67,6 +70,8 @@ private:
     void addPanel(QWidget *panel, const QString &name);
     void removePanel();
     void followStatus();
+    bool ask(const QString &question);
+    void end();
     void saveDocks();
     void showDocks();
     void connectSession();
@@ -79,7 +84,10 @@ private:
     hosting::Background m_background;
     hosting::PluginSession m_session;
     hosting::AlignMode m_mode;
+    hosting::StatusLine m_statusLine;
     hosting::CanvasOverlay m_overlay;
+    hosting::PairGuard m_guard;
+    ExitSignals m_exitSignals;
     ImageDock *m_imageDock;
     QPointer<QDockWidget> m_docks[2]; ///< the panel's, ours
     QPointer<QWidget> m_panel;

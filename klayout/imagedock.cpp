@@ -34,6 +34,9 @@ QWidget *ImageDock::buildPainting()
     auto *outline = new QCheckBox(tr("outlines only"));
     outline->setObjectName("outlineOnly");
     outline->setToolTip(tr("Draws the layers without fill, so that they hide nothing"));
+    auto *contours = new QCheckBox(tr("predicted error"));
+    contours->setObjectName("contours");
+    contours->setToolTip(tr("Contours of how far off the image may lie, in 95 of 100 cases"));
     auto *off = new QPushButton(tr("design off"));
     off->setObjectName("designOff");
     off->setToolTip(tr("Shows the image alone while pressed; the key D does it on the canvas"));
@@ -43,10 +46,12 @@ QWidget *ImageDock::buildPainting()
     m_imageOpacity = addSlider(grid, 3, tr("image"), "imageOpacity");
     m_designOpacity = addSlider(grid, 4, tr("design"), "designOpacity");
     grid->addWidget(outline, 5, 0, 1, 3);
-    grid->addWidget(off, 6, 0, 1, 3);
+    grid->addWidget(contours, 6, 0, 1, 3);
+    grid->addWidget(off, 7, 0, 1, 3);
     grid->setColumnStretch(1, 1);
     connect(m_order, QOverload<int>::of(&QComboBox::activated), this, &ImageDock::styleChanged);
     connect(outline, &QCheckBox::toggled, this, &ImageDock::outlineOnlyChanged);
+    connect(contours, &QCheckBox::toggled, this, &ImageDock::contoursChanged);
     connect(off, &QPushButton::pressed, this, [this] { emit designOffChanged(true); });
     connect(off, &QPushButton::released, this, [this] { emit designOffChanged(false); });
     connect(m_takeTab, &QPushButton::clicked, this, &ImageDock::tabWanted);

@@ -30,6 +30,7 @@ signals:
     void styleChanged();
     void outlineOnlyChanged(bool on);
     void designOffChanged(bool off);
+    void contoursChanged(bool shown);
     void tabWanted();
     void cloneShown(const QString &id, bool visible);
     void cloneToSave(const QString &id);

@@ -12,7 +12,7 @@ FUNCTIONS = {
     "sem_arrange_docks": (None, []),
     "sem_take_canvas": (NUMBER, []),
     "sem_set_view": (None, [REAL, REAL, REAL, NUMBER, NUMBER]),
-    "sem_set_design": (None, [TEXT, REAL]),
+    "sem_set_design": (None, [TEXT] + [REAL] * 5),
     "sem_set_ground": (None, [TEXT]),
     "sem_show_tab": (None, [TEXT, NUMBER]),
     "sem_set_mode": (None, [NUMBER]),

@@ -82,11 +82,13 @@ class Host:
     def design(self):
         cellview = self.view.cellview(0) if self.view is not None and self.view.cellviews() else None
         if cellview is None or not cellview.is_valid() or cellview.cell is None:
-            return b"", 0.0
+            return (b"",) + (0.0,) * 5
         layout = cellview.layout()
         # Not the cell that is edited in its place: the coordinates are those of the one around it.
         cell = layout.cell(cellview.ctx_cell_index())
-        return name_of(layout, cell).encode(), layout.dbu * 1e-6
+        box = cell.bbox()
+        return (name_of(layout, cell).encode(), layout.dbu * 1e-6,
+                box.left, box.bottom, box.right, box.top)
 
     def ground(self):
         colour = self.view.get_config("background-color")

@@ -1,0 +1,107 @@
+#include "hosting/statusline.h"
+#include "hosting/background.h"
+#include "hosting/pluginsession.h"
+
+namespace hosting {
+
+static const int lookMs = 500;
+static const int staleMs = 5000;
+static const QColor good(0, 130, 60), caution(215, 130, 0), bad(200, 40, 40), gone(110, 110, 110);
+
+StatusLine::StatusLine(PluginSession *session, Background *background)
+    : m_session(session)
+    , m_background(background)
+{
+    connect(session, &PluginSession::alignmentChanged, this, &StatusLine::look);
+    connect(&m_timer, &QTimer::timeout, this, &StatusLine::look);
+    m_timer.start(lookMs);
+}
+
+void StatusLine::look()
+{
+    const QString now = text();
+    if (now == m_seen)
+        return;
+    m_seen = now;
+    emit changed();
+}
+
+void StatusLine::setCursor(const std::optional<QPointF> &design)
+{
+    m_cursor = design;
+    look();
+}
+
+bool StatusLine::isAssumed() const
+{
+    return m_session->alignment().inForce == 0;
+}
+
+bool StatusLine::isLive() const
+{
+    return m_session->isConnected() && m_session->dataAgeMs() < staleMs;
+}
+
+struct StatusLine::Basis {
+    QString text;
+    QColor colour;
+};
+
+QString StatusLine::pairsText() const
+{
+    const Alignment &alignment = m_session->alignment();
+    const QString pairs = tr("%n pair(s)", nullptr, alignment.inForce);
+    if (alignment.restored)
+        return tr("restored: %1").arg(pairs);
+    return pairs;
+}
+
+/// What the image's place rests on.
+StatusLine::Basis StatusLine::basis() const
+{
+    const Alignment &alignment = m_session->alignment();
+    if (const int row = m_session->rowInWork())
+        return { tr("being aligned: pair %1").arg(row), caution };
+    if (alignment.inForce == 0)
+        return { tr("not aligned: the place is assumed"), bad };
+    if (alignment.inForce < alignment.pairs.size())
+        return { tr("the pairs do not fit: pair 1 alone, turn and scale assumed"), bad };
+    if (alignment.inForce == 1)
+        return { tr("1 pair: turn and scale are assumed"), caution };
+    return { pairsText(), good };
+}
+
+QString StatusLine::errorText() const
+{
+    const AlignError error(m_session->confirmedPairs());
+    const double unit = m_session->design().micrometres();
+    if (!m_cursor || error.pairsInForce() != m_session->alignment().inForce)
+        return QString();
+    const double micrometres = error.at(*m_cursor * unit);
+    if (!qIsFinite(micrometres))
+        return QString();
+    return tr("\u00b1%1 = %2 pixels at the cursor")
+        .arg(lengthText(micrometres))
+        .arg(micrometres / (m_session->pixelSize() * unit), 0, 'f', 1);
+}
+
+QString StatusLine::text() const
+{
+    if (!m_background->isShown())
+        return QString();
+    QStringList parts;
+    if (!m_session->isConnected())
+        parts << tr("not connected since %1").arg(m_session->lostSince().toString("hh:mm:ss"));
+    else if (!isLive())
+        parts << tr("no new data for %1 s").arg(m_session->dataAgeMs() / 1000);
+    parts << basis().text << errorText();
+    parts.removeAll(QString());
+    return parts.join(" \u00b7 ");
+}
+
+QColor StatusLine::colour() const
+{
+    return isLive() ? basis().colour : gone;
+}
+
+} // namespace hosting
