@@ -32,7 +32,7 @@ QRect CanvasOverlay::imageArea() const
     return area.intersected(nearby).toAlignedRect();
 }
 
-/// Below the image, or as near to that as the canvas allows.
+/// Below the image; at the canvas's lower right if that is beyond it (the other corners are in use).
 QRect CanvasOverlay::statusArea() const
 {
     const QString text = m_status ? m_status->text() : QString();
@@ -41,9 +41,10 @@ QRect CanvasOverlay::statusArea() const
         return QRect();
     QRect line(image.bottomLeft() + QPoint(0, 6), lineSize(m_canvas->fontMetrics(), text));
     const QRect canvas = m_canvas->rect();
+    if (line.bottom() > canvas.bottom())
+        line.moveBottomRight(canvas.bottomRight());
     line.moveRight(qMin(line.right(), canvas.right()));
     line.moveLeft(qMax(line.left(), canvas.left()));
-    line.moveBottom(qMin(line.bottom(), canvas.bottom()));
     return line;
 }
 

@@ -58,8 +58,8 @@ void PairGuard::askAndPress(QAbstractButton *button)
 QString PairGuard::question(const QAbstractButton *button) const
 {
     if (button->objectName() == clearName) {
-        const int pairs = m_session->alignment().inForce;
-        return pairs ? tr("Give up the alignment with %n pair(s)?", nullptr, pairs) : QString();
+        const int pairs = m_session->alignment().pairs.size();
+        return pairs ? tr("Give up the alignment? Pairs confirmed: %1.").arg(pairs) : QString();
     }
     const int row = m_session->rowInWork();
     if (row == 0 || button->objectName() != rowNames[row - 1])

@@ -80,6 +80,9 @@ void PluginSession::answerWhileConnecting()
     m_aligned = restoreAlignment();
     m_holdingPositions = false;
     m_awaitsFirst = !m_aligned;
+    const auto pairs = m_memory.pairs.value(m_design.name);
+    m_alignment = m_aligned ? Alignment{ pairs, qMax(2, pairs.size()), true } : Alignment();
+    emit alignmentChanged();
     m_outOfPlace = m_outOfPlace || another || (m_aligned && m_placed && m_disturbed);
     showOrHide();
     takePosition();
@@ -180,9 +183,6 @@ void PluginSession::settle(const Placement &before, Placement *placement)
         const QRectF seen = m_view.toScreen().inverted().mapRect(QRectF(QPointF(), m_view.size));
         m_centreAfterPosition = !m_waitsForMove && !outline.boundingRect().intersects(seen);
         m_mappedCentre = placement->centre(imageSize);
-        const auto pairs = m_memory.pairs.value(m_design.name);
-        m_alignment = { pairs, qMax(2, pairs.size()), true };
-        emit alignmentChanged();
         return;
     }
     if (m_centreAfterPosition) {

@@ -50,10 +50,10 @@ struct StatusLine::Basis {
 QString StatusLine::pairsText() const
 {
     const Alignment &alignment = m_session->alignment();
-    const QString pairs = tr("%n pair(s)", nullptr, alignment.inForce);
-    if (alignment.restored)
-        return tr("restored: %1").arg(pairs);
-    return pairs;
+    if (alignment.pairs.isEmpty())
+        return tr("restored"); // by an older host, which remembered no pairs
+    const QString pairs = alignment.inForce == 3 ? tr("three pairs") : tr("two pairs");
+    return alignment.restored ? tr("restored: %1").arg(pairs) : pairs;
 }
 
 /// What the image's place rests on.
@@ -67,7 +67,7 @@ StatusLine::Basis StatusLine::basis() const
     if (alignment.inForce < alignment.pairs.size())
         return { tr("the pairs do not fit: pair 1 alone, turn and scale assumed"), bad };
     if (alignment.inForce == 1)
-        return { tr("1 pair: turn and scale are assumed"), caution };
+        return { tr("one pair: turn and scale are assumed"), caution };
     return { pairsText(), good };
 }
 
