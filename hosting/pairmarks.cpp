@@ -10,13 +10,18 @@ namespace hosting {
 static const QColor pairColour(0, 190, 90), rejectedColour(200, 40, 40), centreColour(255, 160, 0);
 static const double markPixels = 9;
 
-void strokeOnDark(QPainter *painter, const QPainterPath &path, const QColor &colour, bool dashed)
+void strokeOnDark(QPainter *painter, const QPainterPath &path, const QColor &colour)
 {
-    QPen line(colour, 2);
-    if (dashed)
-        line.setDashPattern({ 5, 4 });
     painter->strokePath(path, QPen(QColor(0, 0, 0, 150), 4));
-    painter->strokePath(path, line);
+    painter->strokePath(path, QPen(colour, 2));
+}
+
+static void strokeDashed(QPainter *painter, const QPainterPath &path, const QColor &colour)
+{
+    QPen dashes(Qt::white, 2);
+    dashes.setDashPattern({ 5, 4 });
+    painter->strokePath(path, QPen(colour, 4));
+    painter->strokePath(path, dashes);
 }
 
 // A frame that is far larger than the screen has coordinates beyond all painting.
@@ -77,7 +82,7 @@ void paintPairs(QPainter *painter, const PluginSession &session, const Backgroun
     painter->setRenderHint(QPainter::Antialiasing);
     paintConfirmed(painter, session);
     if (session.alignment().inForce == 0)
-        strokeOnDark(painter, frame(session, background), rejectedColour, true);
+        strokeDashed(painter, frame(session, background), rejectedColour);
     if (session.rowInWork())
         paintCentre(painter, session.view().toScreen().map(background.centre()));
     painter->restore();

@@ -13,8 +13,7 @@ class Background;
 class PluginSession;
 
 /// Lines on images that may be bright or dark.
-void strokeOnDark(QPainter *painter, const QPainterPath &path, const QColor &colour,
-                  bool dashed = false);
+void strokeOnDark(QPainter *painter, const QPainterPath &path, const QColor &colour);
 
 /// Draws what the alignment rests on, on the screen of the session's view: a dashed frame round an
 /// image whose place is assumed, the image's centre while a row is in work, the confirmed pairs with
