@@ -93,6 +93,35 @@ bool ControlPanel::press(const char *name)
     return found;
 }
 
+QString ControlPanel::host() const
+{
+    const auto *edit = find<QLineEdit>(m_panel, "host");
+    return edit ? edit->text() : QString();
+}
+
+int ControlPanel::port() const
+{
+    const auto *box = find<QSpinBox>(m_panel, "port");
+    return box ? box->value() : 0;
+}
+
+bool ControlPanel::showsLiveImage() const
+{
+    return button("displayLive") && button("displayLive")->isChecked();
+}
+
+int ControlPanel::detectorCount() const
+{
+    const auto *list = find<QComboBox>(m_panel, "detector");
+    return list ? list->count() : 0;
+}
+
+QString ControlPanel::detector() const
+{
+    const auto *list = find<QComboBox>(m_panel, "detector");
+    return list ? list->currentText() : QString();
+}
+
 QStringList ControlPanel::scanSettings() const
 {
     QStringList texts;

@@ -35,6 +35,12 @@ public:
     bool press(const char *button);
     QAbstractButton *button(const char *name) const; ///< null if there is none
 
+    QString host() const;
+    int port() const; ///< 0 if it is not known
+    bool showsLiveImage() const; ///< whether that is the display mode chosen
+    int detectorCount() const; ///< of those listed; the list only grows
+    QString detector() const; ///< the one chosen
+
     /// What is chosen for dwell time and image size, which plugins do not always restore.
     QStringList scanSettings() const;
     void setScanSettings(const QStringList &texts);

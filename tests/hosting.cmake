@@ -6,3 +6,4 @@ add_test(NAME tst_hosting_fine COMMAND tst_hosting
     imageAndDesignAreBlended canvasPaintsWhenItChanged)
 set_tests_properties(tst_hosting_fine PROPERTIES TIMEOUT 300
     ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QT_SCALE_FACTOR=2")
+qt_test(tst_watches hosting)
