@@ -70,6 +70,7 @@ private:
     void composeWithImage(const QRect &window);
     void paintMarks(QPainter *painter) const;
     void paintTexts(QPainter *painter) const;
+    QString notice() const;
     QRect imageArea() const;
     QRect statusArea() const;
     QRect coveredArea() const;
@@ -96,6 +97,7 @@ private:
     QImage m_composed; ///< what was put on it last
     QRegion m_asked; ///< by us, without the canvas having changed
     QRect m_covered; ///< by image, its frame and the status line when they were painted last
+    QString m_notice; ///< last shown
     QRect m_statusArea; ///< of the status line when it was painted last
     bool m_painting = false;
 };

@@ -32,12 +32,6 @@ bool ControlPanel::showsOperatingPage() const
     return pages() && pages()->currentIndex() == 1;
 }
 
-bool ControlPanel::showsLiveImage() const
-{
-    const auto *live = find<QAbstractButton>(m_panel, "displayLive");
-    return live && live->isChecked();
-}
-
 static QString pluginsWord(const char *text)
 {
     return QCoreApplication::translate("backgroundSEM", text);

@@ -21,7 +21,6 @@ public:
     QStackedWidget *pages() const;
     bool showsConnectionPage() const;
     bool showsOperatingPage() const;
-    bool showsLiveImage() const; ///< the display mode
     /// Whether the last pair gave a map: plugins say it in the status line.
     bool saysAlignmentComplete() const;
     bool saysAlignmentError() const;

@@ -13,6 +13,7 @@
 
 namespace hosting {
 
+static const int wrapped = Qt::TextWordWrap | Qt::AlignLeft;
 static const int markReach = 24; ///< screen pixels by which marks and frame exceed the image
 static const double dimmed = 0.45; ///< opacity of an image that is no longer live
 
@@ -78,14 +79,17 @@ void CanvasOverlay::update()
 
 void CanvasOverlay::updateStatus()
 {
-    if (m_canvas)
+    if (m_canvas && notice() != m_notice)
+        m_canvas->update();
+    else if (m_canvas)
         ask(statusArea() | m_statusArea);
+    m_notice = notice();
 }
 
 bool CanvasOverlay::showsAnything() const
 {
     return m_background->isShown() || changesDesign() || m_mode->mode() != AlignMode::Off
-        || !m_session->notice().isEmpty();
+        || !notice().isEmpty();
 }
 
 void CanvasOverlay::paint(QPaintEvent *event)
@@ -202,6 +206,12 @@ void CanvasOverlay::composeWithImage(const QRect &window)
     m_composed.reinterpretAsFormat(QImage::Format_RGB32);
 }
 
+QString CanvasOverlay::notice() const
+{
+    const QString notice = m_session->notice();
+    return notice.isEmpty() && m_status ? m_status->advice() : notice;
+}
+
 static void paintLine(QPainter *painter, const QRect &box, const QString &text,
                       const QColor &colour)
 {
@@ -209,7 +219,7 @@ static void paintLine(QPainter *painter, const QRect &box, const QString &text,
         return;
     painter->fillRect(box, colour);
     painter->setPen(colour.lightness() > 128 ? Qt::black : Qt::white);
-    painter->drawText(box, Qt::AlignCenter, text);
+    painter->drawText(box, Qt::AlignVCenter | wrapped, text);
 }
 
 void CanvasOverlay::paintTexts(QPainter *painter) const
@@ -219,8 +229,8 @@ void CanvasOverlay::paintTexts(QPainter *painter) const
     const QString mode = m_mode->title() + " \u2013 " + m_mode->instruction();
     if (m_mode->mode() != AlignMode::Off)
         paintLine(painter, QRect(QPoint(), lineSize(metrics, mode)), mode, m_mode->colour());
-    const QString notice = m_session->notice();
-    paintLine(painter, QRect(QPoint(0, line), lineSize(metrics, notice)), notice,
+    const QRect below = m_canvas->rect().adjusted(0, line, 0, 0);
+    paintLine(painter, painter->boundingRect(below, wrapped, notice()), notice(),
               QColor(200, 60, 40));
     if (m_status)
         paintLine(painter, statusArea(), m_status->text(), m_status->colour());

@@ -162,7 +162,6 @@ bool PluginSession::invoke(const char *slot)
 // A scan reports every few lines; the screen needs no more than 30 images a second.
 void PluginSession::noteImage()
 {
-    m_sinceData.start();
     if (m_imageTimer.isActive())
         return;
     const qint64 elapsed = m_sinceFetch.isValid() ? m_sinceFetch.elapsed() : fetchIntervalMs;
@@ -175,11 +174,6 @@ void PluginSession::fetchImage()
     m_sinceFetch.start();
     if (m_plugin)
         m_background->setImage(m_interface->getImage());
-}
-
-qint64 PluginSession::dataAgeMs() const
-{
-    return m_panel.showsLiveImage() && m_sinceData.isValid() ? m_sinceData.elapsed() : 0;
 }
 
 void PluginSession::setNotice(const QString &notice)

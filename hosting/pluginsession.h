@@ -72,16 +72,13 @@ public:
     /// What the screen shows; a Design that is not open when there is none.
     void setDesign(const Design &design);
     const Design &design() const { return m_design; }
-    void setView(const View &view) { m_view = view; }
+    void setView(const View &view);
     const View &view() const { return m_view; }
 
     const Alignment &alignment() const { return m_alignment; }
     bool isConnected() const { return m_panel.showsOperatingPage(); }
     /// When the connection of the image on the screen ended; null while there is one.
     QDateTime lostSince() const { return m_lostSince; }
-
-    /// How long ago scan data came last; 0 if none are expected.
-    qint64 dataAgeMs() const;
 
     /// True from when the user starts an alignment pair until it is confirmed or given up.
     bool isPairInWork() const { return m_pairInWork; }
@@ -155,7 +152,7 @@ private:
     backgroundPlugIn *m_interface = nullptr;
     ControlPanel m_panel;
     QTimer m_imageTimer;
-    QElapsedTimer m_sinceFetch, m_sinceData;
+    QElapsedTimer m_sinceFetch;
 
     Design m_design; ///< on the screen
     View m_view;

@@ -21,6 +21,16 @@ void PluginSession::setDesign(const Design &design)
         this, [this] { followPage(); }, Qt::QueuedConnection);
 }
 
+// A request that met a view which is none (it was turned, say) is answered by a new object.
+void PluginSession::setView(const View &view)
+{
+    const bool opens = view.isValid() && !m_view.isValid();
+    m_view = view;
+    if (opens)
+        QMetaObject::invokeMethod(
+            this, [this] { followPage(); }, Qt::QueuedConnection);
+}
+
 bool PluginSession::servesAnotherDesign() const
 {
     return m_asked && m_design.isOpen() && m_served != m_design;

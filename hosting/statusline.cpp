@@ -1,25 +1,25 @@
 #include "hosting/statusline.h"
 #include "hosting/background.h"
+#include "hosting/livewatch.h"
 #include "hosting/pluginsession.h"
 
 namespace hosting {
 
-static const int lookMs = 500;
-static const int staleMs = 5000;
 static const QColor good(0, 130, 60), caution(215, 130, 0), bad(200, 40, 40), gone(110, 110, 110);
 
-StatusLine::StatusLine(PluginSession *session, Background *background)
+StatusLine::StatusLine(PluginSession *session, Background *background, LiveWatch *live)
     : m_session(session)
     , m_background(background)
+    , m_live(live)
 {
     connect(session, &PluginSession::alignmentChanged, this, &StatusLine::look);
-    connect(&m_timer, &QTimer::timeout, this, &StatusLine::look);
-    m_timer.start(lookMs);
+    connect(background, &Background::changed, this, &StatusLine::look);
+    connect(live, &LiveWatch::changed, this, &StatusLine::look);
 }
 
 void StatusLine::look()
 {
-    const QString now = text();
+    const QString now = text() + advice();
     if (now == m_seen)
         return;
     m_seen = now;
@@ -39,7 +39,7 @@ bool StatusLine::isAssumed() const
 
 bool StatusLine::isLive() const
 {
-    return m_session->isConnected() && m_session->dataAgeMs() < staleMs;
+    return m_session->isConnected() && m_live->staleness().isEmpty();
 }
 
 struct StatusLine::Basis {
@@ -90,13 +90,19 @@ QString StatusLine::text() const
     if (!m_background->isShown())
         return QString();
     QStringList parts;
-    if (!m_session->isConnected())
+    if (m_session->isConnected())
+        parts << m_live->staleness();
+    else
         parts << tr("not connected since %1").arg(m_session->lostSince().toString("hh:mm:ss"));
-    else if (!isLive())
-        parts << tr("no new data for %1 s").arg(m_session->dataAgeMs() / 1000);
-    parts << basis().text << errorText();
+    parts << basis().text << errorText() << m_live->progress();
     parts.removeAll(QString());
     return parts.join(" \u00b7 ");
+}
+
+QString StatusLine::advice() const
+{
+    const ConnectionAdvice &advice = m_live->advice();
+    return advice.missing.isEmpty() ? QString() : advice.missing + ' ' + advice.check;
 }
 
 QColor StatusLine::colour() const

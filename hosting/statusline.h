@@ -4,13 +4,13 @@
 #include <QColor>
 #include <QObject>
 #include <QPointF>
-#include <QTimer>
 
 #include <optional>
 
 namespace hosting {
 
 class Background;
+class LiveWatch;
 class PluginSession;
 
 /// What the image on the screen is worth, in one line that is always true: what its place rests on,
@@ -18,8 +18,8 @@ class PluginSession;
 class StatusLine : public QObject {
     Q_OBJECT
 public:
-    /// Both must outlive this object.
-    StatusLine(PluginSession *session, Background *background);
+    /// All three must outlive this object.
+    StatusLine(PluginSession *session, Background *background, LiveWatch *live);
 
     /// Empty while there is no image.
     QString text() const;
@@ -27,6 +27,8 @@ public:
     /// confirmed, grey for an image that is no longer live.
     QColor colour() const;
     bool isAssumed() const; ///< nobody confirmed the place
+    /// Why there is no live image yet, and what to look at; mostly empty.
+    QString advice() const;
     bool isLive() const; ///< false: there is no connection, or no new data
 
     /// The design point under the cursor.
@@ -44,8 +46,8 @@ private:
 
     PluginSession *m_session;
     Background *m_background;
+    LiveWatch *m_live;
     std::optional<QPointF> m_cursor;
-    QTimer m_timer;
     QString m_seen;
 };
 

@@ -7,7 +7,9 @@
 
 namespace klayout {
 
-static const char matrixKey[] = "Matrix (um)", timeKey[] = "Creation Time", designKey[] = "Design";
+// Qt writes texts with a blank in their key as one, under another key.
+static const char matrixKey[] = "MatrixMicrometres", timeKey[] = "CreationTime";
+static const char designKey[] = "Design";
 
 static QString number(double value)
 {
@@ -31,10 +33,10 @@ bool writeClone(const QString &file, const Clone &clone, QString *error)
     } texts[] = {
         { timeKey, clone.time.toString(Qt::ISODateWithMs) },
         { designKey, clone.design },
-        { "Position (um)", number(m.dx()) + ' ' + number(m.dy()) },
-        { "Pixel size (um)",
+        { "PositionMicrometres", number(m.dx()) + ' ' + number(m.dy()) },
+        { "PixelSizeMicrometres",
           number(std::hypot(m.m11(), m.m12())) + ' ' + number(std::hypot(m.m21(), m.m22())) },
-        { "Rotation (degrees)", number(std::atan2(m.m12(), m.m11()) * 180 / M_PI) },
+        { "RotationDegrees", number(std::atan2(m.m12(), m.m11()) * 180 / M_PI) },
         { matrixKey, matrixText(m) },
     };
     QImageWriter writer(file, "png");
@@ -54,9 +56,9 @@ Clone readClone(const QString &file, QString *error)
     clone.image = reader.read();
     if (clone.image.isNull())
         *error = QStringLiteral("Cannot read %1: %2").arg(file, reader.errorString());
-    clone.time = QDateTime::fromString(reader.text(timeKey), Qt::ISODateWithMs);
-    clone.design = reader.text(designKey);
-    const QStringList m = reader.text(matrixKey).split(' ');
+    clone.time = QDateTime::fromString(clone.image.text(timeKey), Qt::ISODateWithMs);
+    clone.design = clone.image.text(designKey);
+    const QStringList m = clone.image.text(matrixKey).split(' ');
     if (m.size() == 6)
         clone.toMicrometres = QTransform(m[0].toDouble(), m[1].toDouble(), m[2].toDouble(),
                                          m[3].toDouble(), m[4].toDouble(), m[5].toDouble());

@@ -24,7 +24,8 @@ Host::Host(QMainWindow *window, const Event &event)
     , m_event(event)
     , m_session(&m_background)
     , m_mode(&m_background)
-    , m_statusLine(&m_session, &m_background)
+    , m_live(&m_session, &m_background)
+    , m_statusLine(&m_session, &m_background, &m_live)
     , m_overlay(&m_session, &m_background, &m_mode)
     , m_guard(&m_session, [this](const QString &question) { return ask(question); })
     , m_exitSignals([this] { end(); })
@@ -116,6 +117,12 @@ void Host::connectSession()
             [this] { m_mode.setMode(AlignMode::Off); });
     connect(&m_session, &PluginSession::noticeChanged, this, [this](const QString &notice) {
         m_event("message", notice); // without a design there is no canvas to show it on
+    });
+    connect(&m_live, &hosting::LiveWatch::changed, this, [this] {
+        const QString missing = m_live.advice().missing;
+        if (missing != m_missing && !missing.isEmpty())
+            m_event("message", tr("SEM: %1").arg(missing));
+        m_missing = missing;
     });
     connect(&m_session, &PluginSession::told, this,
             [this](const QString &message) { m_event("message", tr("SEM: %1").arg(message)); });
@@ -272,6 +279,8 @@ void Host::act(const QString &action)
         showDocks();
     else if (action == "clone")
         m_session.invoke("cloneImage");
+    else if (action == "bringBack" && !m_session.isConnected())
+        warn(tr("Connect to the microscope first."));
     else if (action == "bringBack" && !m_session.bringBackAlignment())
         warn(m_session.isPairInWork() ? tr("Finish the alignment step first.")
                                       : tr("No alignment is stored for this design."));

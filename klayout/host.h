@@ -4,6 +4,7 @@
 #include "hosting/alignmode.h"
 #include "hosting/background.h"
 #include "hosting/canvasoverlay.h"
+#include "hosting/livewatch.h"
 #include "hosting/pairguard.h"
 #include "hosting/statusline.h"
 #include "hosting/pluginsession.h"
@@ -84,6 +85,7 @@ private:
     hosting::Background m_background;
     hosting::PluginSession m_session;
     hosting::AlignMode m_mode;
+    hosting::LiveWatch m_live;
     hosting::StatusLine m_statusLine;
     hosting::CanvasOverlay m_overlay;
     hosting::PairGuard m_guard;
@@ -92,6 +94,7 @@ private:
     QPointer<QDockWidget> m_docks[2]; ///< the panel's, ours
     QPointer<QWidget> m_panel;
     QTimer m_statusTimer;
+    QString m_missing; ///< of a live image, told last
     QString m_status; ///< the panel's, last seen
 
     // The view as KLayout reported it last.

@@ -8,6 +8,7 @@
 #include "tests/klayoutsession.h"
 
 #include <QRandomGenerator>
+#include <QListWidget>
 #include <QTemporaryDir>
 
 class tst_klayout : public QObject {
@@ -255,6 +256,11 @@ void tst_klayout::cloneLiesWhereTheImageLay()
     const double limit = m_session->pixelSize() / 1000;
     QVERIFY(std::abs(box.value(0).toDouble() * 1000 - live.left()) < limit);
     QVERIFY(std::abs(box.value(3).toDouble() * 1000 - live.bottom()) < limit);
+    m_session->widget<QListWidget>("clones")->item(0)->setCheckState(Qt::Unchecked);
+    QCOMPARE(evaluate("[image.visible for image in view.each_image()]"), QByteArray("[False]"));
+    const QImage file(evaluate("[image.filename() for image in view.each_image()][0]"));
+    QCOMPARE(file.text("Design"), QString("SAMPLECHIP/CHIP"));
+    QVERIFY(!file.text("PositionMicrometres").isEmpty() && !file.text("CreationTime").isEmpty());
     evaluate("window.save_session('" + m_folder.filePath("session").toUtf8() + "')");
     QFile session(m_folder.filePath("session"));
     QVERIFY(session.open(QIODevice::ReadOnly) && session.readAll().contains("sem-clones"));

@@ -1,4 +1,5 @@
 // What a host tells the user of the image's place, with the library and a microscope at the wire.
+#include "hosting/livewatch.h"
 #include "hosting/pairguard.h"
 #include "hosting/statusline.h"
 #include "tests/laboratory.h"
@@ -41,7 +42,6 @@ void TestTrust::statusLineIsTrue()
     QFETCH(bool, inPlace);
     Laboratory lab;
     QVERIFY(lab.act("restart"));
-    QScopedPointer<StatusLine> line;
     for (const QString &word : QString(QTest::currentDataTag()).split(' ', Qt::SkipEmptyParts)) {
         if (word == "one" || word == "two")
             QVERIFY(lab.align(word == "one" ? "align1" : "align2"));
@@ -58,9 +58,10 @@ void TestTrust::statusLineIsTrue()
         else
             QVERIFY2(lab.act(word), qPrintable(word));
     }
-    line.reset(new StatusLine(lab.session.data(), &lab.background));
-    const bool said = spinUntil([&] { return line->text().startsWith(begins); });
-    QVERIFY2(said, qPrintable(line->text()));
+    LiveWatch live(lab.session.data(), &lab.background);
+    const StatusLine line(lab.session.data(), &lab.background, &live);
+    const bool said = spinUntil([&] { return line.text().startsWith(begins); });
+    QVERIFY2(said, qPrintable(line.text()));
     SPIN_COMPARE(lab.isInPlace(), inPlace);
 }
 

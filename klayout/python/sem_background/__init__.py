@@ -15,7 +15,7 @@ def start():
     global host
     try:
         host = host or Host(pya.MainWindow.instance())
-    except OSError as error:
+    except (OSError, AttributeError) as error:  # AttributeError: a library of another version
         warn(str(error))
 
 

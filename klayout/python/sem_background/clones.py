@@ -52,15 +52,11 @@ def find(view, number):
 def show(view, number, visible):
     image = find(view, number)
     if image:
-        image.visible = visible
-        replace(view, number, image)
-
-
-def replace(view, number, image):
-    """Erasing and inserting repaints; changing an image in place does not."""
-    copy = image.dup()
-    view.erase_image(number)
-    view.insert_image(copy)
+        # Changed in its place it would not be painted again, and one of the view's own cannot
+        # replace another.
+        copy = pya.Image.from_s(image.to_s())
+        copy.visible = visible
+        view.replace_image(number, copy)
 
 
 def save(view, bridge, number):

@@ -165,25 +165,41 @@ class Host:
         saving = dialog is not None and any(word in dialog.windowTitle for word in self.SAVING)
         if saving:
             self.restore_patterns()
-        elif self.outline and self.patterns is None:
-            self.on_outline("1")
+        elif self.outline:
+            self.on_outline("1")  # for layers that have come since, too
 
     def on_outline(self, argument):
         """Layers without fill; the user's patterns come back."""
         self.outline = argument == "1"
         if not self.outline:
             self.restore_patterns()
-        elif self.view is not None and self.patterns is None:
-            layers = list(self.view.each_layer())
-            # Each layer's own ones, before a group's change shows in its members.
-            self.patterns = [(layer.source, layer.dither_pattern_(False)) for layer in layers]
-            for layer in layers:
-                layer.dither_pattern = self.HOLLOW
+        elif self.view is not None:
+            self.patterns = self.patterns or {}
+            for key, layer in self.layers():
+                if layer.dither_pattern != self.HOLLOW:  # new, if others are hollow already
+                    self.patterns[key] = layer.dither_pattern_(False)
+            self.set_patterns(lambda key: self.HOLLOW)
 
     def restore_patterns(self):
         patterns, self.patterns = self.patterns, None
-        if patterns is None or self.view is None or self.view._destroyed():
-            return
-        for layer, (source, pattern) in zip(self.view.each_layer(), patterns):
-            if layer.source == source:
+        if patterns is not None and self.view is not None and not self.view._destroyed():
+            self.set_patterns(patterns.get)
+
+    def layers(self):
+        """Each layer of all lists with what tells it from others when layers come and go."""
+        seen = {}
+        for index in range(self.view.num_layer_lists()):
+            for layer in self.view.each_layer(index):
+                key = (index, layer.source)
+                seen[key] = seen.get(key, 0) + 1
+                yield key + (seen[key],), layer
+
+    def set_patterns(self, wanted):
+        """What is done outside a transaction would end the user's chance to undo."""
+        changes = [(layer, wanted(key)) for key, layer in self.layers()
+                   if wanted(key) is not None and layer.dither_pattern_(False) != wanted(key)]
+        if changes:
+            self.view.transaction("SEM outlines")
+            for layer, pattern in changes:
                 layer.dither_pattern = pattern
+            self.view.commit()
