@@ -37,12 +37,12 @@ Missing missingFrom(const ConnectionSigns &signs)
 }
 
 namespace {
-// %1 host, %2 control port, %3 data port, %4 detector
+// %1 host, %2 control port, %3 data port, %4 detector, %5 reason
 const struct Words {
     Missing missing;
     const char *what, *check;
 } words[] = {
-    { Missing::Connection, QT_TRANSLATE_NOOP("hosting", "No connection to %1, port %2."),
+    { Missing::Connection, QT_TRANSLATE_NOOP("hosting", "No connection to %1, port %2%5."),
       QT_TRANSLATE_NOOP("hosting",
                         "Check that host ip and port are those of the microscope's remote control, "
                         "that its computer is on and in this network, that the remote control is "
@@ -57,7 +57,7 @@ const struct Words {
     { Missing::DataChannel,
       QT_TRANSLATE_NOOP("hosting",
                         "The microscope answers, but its data channel, port %3, does "
-                        "not open."),
+                        "not open%5."),
       QT_TRANSLATE_NOOP("hosting",
                         "Images come on a port of their own, the one after port %2: check that no "
                         "firewall, here or at the microscope, blocks port %3.") },
@@ -102,11 +102,12 @@ ConnectionAdvice adviceOn(Missing missing, const ConnectionSigns &signs)
             .replace("%2", QString::number(signs.port))
             .replace("%3", QString::number(signs.port + 1))
             .replace("%4", detector)
+            .replace("%5", reasonIn(signs.status))
             .replace("%1", signs.host);
     };
     for (const Words &entry : words)
         if (entry.missing == missing)
-            return { fill(entry.what) + reasonIn(signs.status), fill(entry.check) };
+            return { fill(entry.what), fill(entry.check) };
     return {};
 }
 
