@@ -7,6 +7,8 @@
 #include <QPainter>
 #include <QPainterPath>
 
+#include <cmath>
+
 namespace hosting {
 
 QString AlignMode::title() const
@@ -18,14 +20,29 @@ QString AlignMode::instruction() const
 {
     if (m_mode == Off)
         return QString();
+    if (m_readingOut)
+        return readout();
     if (m_mode == Manual)
-        return tr(
-            "Drag: move \u00b7 Ctrl+drag: turn \u2194 scale \u2195 \u00b7 Arrows: nudge \u00b7 "
-            "Esc: leave");
+        return tr("Drag or arrows: move \u00b7 with Ctrl: turn \u2194 scale \u2195 \u00b7 "
+                  "with Shift: finer \u00b7 Ctrl+Z: undo \u00b7 Esc: leave");
     if (m_missed)
         return tr("That point is not on the image. Click a point in the image \u00b7 Esc: leave");
     return m_havePixel ? tr("2 of 2: click the design point where it belongs \u00b7 Esc: leave")
                        : tr("1 of 2: click a point in the image \u00b7 Esc: leave");
+}
+
+QString AlignMode::readout() const
+{
+    const bool isKnown = m_databaseUnitMetres > 0;
+    const QPointF moved = isKnown ? m_moved * m_databaseUnitMetres * 1e6 : m_moved;
+    const auto number = [](double value, int decimals) {
+        return QString::number(value, 'f', decimals);
+    };
+    const int decimals = isKnown ? 4 : 1;
+    return tr("moved %1 %2 (x %3, y %4) \u00b7 turned %5\u00b0 \u00b7 scaled by %6")
+        .arg(number(std::hypot(moved.x(), moved.y()), decimals),
+             isKnown ? tr("\u00b5m") : tr("database units"), number(moved.x(), decimals),
+             number(moved.y(), decimals), number(m_degrees, 2), number(m_factor, 4));
 }
 
 QColor AlignMode::colour() const

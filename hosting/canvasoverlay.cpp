@@ -74,6 +74,11 @@ void CanvasOverlay::setDesignOff(bool off)
         m_canvas->update();
 }
 
+static int lineHeight(const QFontMetrics &metrics)
+{
+    return metrics.height() + 6;
+}
+
 QRect CanvasOverlay::coveredArea() const
 {
     if (changesDesign())
@@ -83,8 +88,10 @@ QRect CanvasOverlay::coveredArea() const
     const QRectF area =
         m_session->view().toScreen().mapRect(m_background->outline().boundingRect());
     const QRectF nearby = QRectF(m_canvas->rect()).adjusted(-50, -50, 50, 50);
-    return area.intersected(nearby).toAlignedRect().adjusted(-markReach, -markReach, markReach,
-                                                             markReach);
+    const QRect marked = area.intersected(nearby).toAlignedRect().adjusted(-markReach, -markReach,
+                                                                           markReach, markReach);
+    const QRect line(0, 0, m_canvas->width(), lineHeight(m_canvas->fontMetrics()));
+    return m_mode->isReadingOut() ? marked | line : marked;
 }
 
 // One pixel is left out: whenever the canvas itself or the window system asks for more than that,
@@ -229,7 +236,7 @@ static void paintLine(QPainter *painter, int y, const QString &text, const QColo
     if (text.isEmpty())
         return;
     const QFontMetrics metrics = painter->fontMetrics();
-    const QRect box(0, y, metrics.horizontalAdvance(text) + 16, metrics.height() + 6);
+    const QRect box(0, y, metrics.horizontalAdvance(text) + 16, lineHeight(metrics));
     painter->fillRect(box, colour);
     painter->setPen(colour.lightness() > 128 ? Qt::black : Qt::white);
     painter->drawText(box, Qt::AlignCenter, text);
@@ -237,7 +244,7 @@ static void paintLine(QPainter *painter, int y, const QString &text, const QColo
 
 void CanvasOverlay::paintTexts(QPainter *painter) const
 {
-    const int line = painter->fontMetrics().height() + 6;
+    const int line = lineHeight(painter->fontMetrics());
     if (m_mode->mode() != AlignMode::Off)
         paintLine(painter, 0, m_mode->title() + " \u2013 " + m_mode->instruction(),
                   m_mode->colour());

@@ -104,8 +104,8 @@ void Host::connectSession()
             [this] { m_mode.setMode(AlignMode::Manual); });
     connect(&m_session, &PluginSession::assistedAlignmentRequested, this,
             [this] { m_mode.setMode(AlignMode::Assisted); });
-    connect(&m_session, &PluginSession::defaultModeRequested, this,
-            [this] { m_mode.setMode(AlignMode::Off); });
+    connect(&m_session, &PluginSession::defaultModeRequested, &m_mode,
+            &AlignMode::finish);
     connect(&m_session, &PluginSession::noticeChanged, this, [this](const QString &notice) {
         m_event("message", notice); // without a design there is no canvas to show it on
     });
@@ -222,6 +222,7 @@ void Host::updateView()
 void Host::setDesign(const hosting::Design &design)
 {
     m_session.setDesign(design);
+    m_mode.setDatabaseUnit(design.databaseUnitMetres);
     updateView();
 }
 
