@@ -23,8 +23,8 @@ QString AlignMode::instruction() const
     if (m_readingOut)
         return readout();
     if (m_mode == Manual)
-        return tr("Drag or arrows: move \u00b7 with Ctrl: turn \u2194 scale \u2195 \u00b7 "
-                  "with Shift: finer \u00b7 Ctrl+Z: undo \u00b7 Esc: leave");
+        return tr("Drag or arrows: move \u00b7 Ctrl: turn \u2194 scale \u2195 \u00b7 "
+                  "Shift: finer \u00b7 Esc: leave");
     if (m_missed)
         return tr("That point is not on the image. Click a point in the image \u00b7 Esc: leave");
     return m_havePixel ? tr("2 of 2: click the design point where it belongs \u00b7 Esc: leave")
