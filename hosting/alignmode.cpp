@@ -2,22 +2,26 @@
 #include "hosting/background.h"
 #include "hosting/view.h"
 
-#include <QKeyEvent>
-#include <QLineF>
 #include <QMouseEvent>
 
 #include <cmath>
 
 namespace hosting {
 
-static const double degreesPerPixel = 0.1;
-static const double scalePerPixel = 1.002;
+// A step is a screen pixel of a drag, or a key.
+static const double degreesPerStep = 0.1;
+static const double scalePerStep = 1.002;
 static const double decisionPixels = 4; ///< a drag shorter than this has no direction yet
+static const int runMs = 1000;
 
 AlignMode::AlignMode(Background *background, QObject *parent)
     : QObject(parent)
     , m_background(background)
+    , m_history(background)
 {
+    m_nudging.setSingleShot(true);
+    m_nudging.setInterval(runMs);
+    connect(&m_nudging, &QTimer::timeout, this, &AlignMode::endMove);
 }
 
 void AlignMode::setMode(Mode mode)
@@ -26,7 +30,25 @@ void AlignMode::setMode(Mode mode)
     m_drag = NoDrag;
     m_havePixel = m_missed = false;
     emit modeChanged();
+    endMove();
+}
+
+void AlignMode::finish()
+{
+    m_history.clear();
+    setMode(Off);
+}
+
+void AlignMode::chooseCentre()
+{
+    const int size = m_background->image().width();
+    m_pixel = QPointF(size / 2, size / 2);
     emit changed();
+}
+
+double AlignMode::fineness(const QInputEvent &event)
+{
+    return event.modifiers() & Qt::ShiftModifier ? 0.1 : 1;
 }
 
 bool AlignMode::mousePress(const QMouseEvent &event, const View &view)
@@ -41,7 +63,8 @@ bool AlignMode::mousePress(const QMouseEvent &event, const View &view)
     m_drag = event.modifiers() & Qt::ControlModifier ? Undecided : Moving;
     m_pivot = m_lastDesign = design;
     m_lastScreen = event.localPos();
-    emit changed();
+    m_nudging.stop();
+    beginMove();
     return true;
 }
 
@@ -53,28 +76,27 @@ bool AlignMode::mouseMove(const QMouseEvent &event, const View &view)
     }
     if (m_drag == NoDrag)
         return false;
-    drag(event.localPos(), view);
+    drag(event.localPos(), view, fineness(event));
     return true;
 }
 
 // Step by step from where the image is now: the plugin may have rescaled it since the button went
-// down.
-void AlignMode::drag(const QPointF &screen, const View &view)
+// down, and Shift may come and go.
+void AlignMode::drag(const QPointF &screen, const View &view, double fineness)
 {
     const QPointF offset = screen - m_lastScreen;
     if (m_drag == Undecided)
         decide(offset);
     if (m_drag == Undecided)
         return;
-    const Placement &now = m_background->placement();
     const QPointF design = view.toDesign(screen);
-    if (now.isDrawable()) {
+    if (m_background->placement().isDrawable()) {
         if (m_drag == Moving)
-            m_background->setPlacement(now.moved(design - m_lastDesign));
+            move((design - m_lastDesign) * fineness);
         else if (m_drag == Turning)
-            m_background->setPlacement(now.turned(m_pivot, -offset.x() * degreesPerPixel));
+            turn(m_pivot, offset.x() * fineness);
         else
-            m_background->setPlacement(now.scaled(m_pivot, std::pow(scalePerPixel, -offset.y())));
+            scale(m_pivot, -offset.y() * fineness);
     }
     m_lastScreen = screen;
     m_lastDesign = design;
@@ -92,7 +114,7 @@ bool AlignMode::mouseRelease(const QMouseEvent &event)
     if (m_drag == NoDrag || event.button() != Qt::LeftButton)
         return false;
     m_drag = NoDrag;
-    emit changed();
+    endMove();
     return true;
 }
 
@@ -114,38 +136,47 @@ void AlignMode::click(const QPointF &design)
     emit changed();
 }
 
-static const struct {
-    int key;
-    QPointF direction; ///< in the design
-} nudges[] = { { Qt::Key_Left, { -1, 0 } },
-               { Qt::Key_Right, { 1, 0 } },
-               { Qt::Key_Up, { 0, 1 } },
-               { Qt::Key_Down, { 0, -1 } } };
-
-bool AlignMode::takesKey(const QKeyEvent &event) const
+// Here it is known what the user did; a comparison of placements would count in what the plugin did
+// meanwhile.
+void AlignMode::beginMove()
 {
-    if (m_mode == Off || event.key() == Qt::Key_Escape)
-        return m_mode != Off;
-    for (const auto &nudge : nudges)
-        if (m_mode == Manual && event.key() == nudge.key)
-            return true;
-    return false;
+    m_history.begin();
+    m_readingOut = false;
+    m_moved = QPointF();
+    m_degrees = 0;
+    m_factor = 1;
+    emit changed();
 }
 
-bool AlignMode::keyPress(const QKeyEvent &event, const View &view)
+void AlignMode::endMove()
 {
-    if (!takesKey(event))
-        return false;
-    if (event.key() == Qt::Key_Escape)
-        setMode(Off);
-    for (const auto &nudge : nudges) {
-        if (event.key() != nudge.key || !m_background->placement().isDrawable())
-            continue;
-        const double screenPixels = event.modifiers() & Qt::ShiftModifier ? 10 : 1;
-        m_background->setPlacement(
-            m_background->placement().moved(nudge.direction * screenPixels / view.zoom));
-    }
-    return true;
+    m_nudging.stop();
+    m_history.end();
+    m_readingOut = false;
+    emit changed();
+}
+
+void AlignMode::move(const QPointF &offset)
+{
+    m_readingOut = true;
+    m_moved += offset;
+    m_background->setPlacement(m_background->placement().moved(offset));
+}
+
+void AlignMode::turn(const QPointF &pivot, double steps)
+{
+    const double degrees = -steps * degreesPerStep;
+    m_readingOut = true;
+    m_degrees += degrees;
+    m_background->setPlacement(m_background->placement().turned(pivot, degrees));
+}
+
+void AlignMode::scale(const QPointF &pivot, double steps)
+{
+    const double factor = std::pow(scalePerStep, steps);
+    m_readingOut = true;
+    m_factor *= factor;
+    m_background->setPlacement(m_background->placement().scaled(pivot, factor));
 }
 
 } // namespace hosting

@@ -17,9 +17,14 @@ static const int wrapped = Qt::TextWordWrap | Qt::AlignLeft;
 static const int markReach = 24; ///< screen pixels by which marks and frame exceed the image
 static const double dimmed = 0.45; ///< opacity of an image that is no longer live
 
+static int lineHeight(const QFontMetrics &metrics)
+{
+    return metrics.height() + 6;
+}
+
 static QSize lineSize(const QFontMetrics &metrics, const QString &text)
 {
-    return QSize(metrics.horizontalAdvance(text) + 16, metrics.height() + 6);
+    return QSize(metrics.horizontalAdvance(text) + 16, lineHeight(metrics));
 }
 
 /// Where the live image lies on the canvas, a little beyond its edges; empty if it is not shown.
@@ -54,9 +59,11 @@ QRect CanvasOverlay::coveredArea() const
     if (changesDesign())
         return m_canvas->rect();
     const QRect image = imageArea();
-    return image.isEmpty()
-        ? QRect()
-        : image.adjusted(-markReach, -markReach, markReach, markReach) | statusArea();
+    if (image.isEmpty())
+        return QRect();
+    const QRect marked = image.adjusted(-markReach, -markReach, markReach, markReach);
+    const QRect line(0, 0, m_canvas->width(), lineHeight(m_canvas->fontMetrics()));
+    return (m_mode->isReadingOut() ? marked | line : marked) | statusArea();
 }
 
 // One pixel is left out: whenever the canvas itself or the window system asks for more than that,
@@ -225,7 +232,7 @@ static void paintLine(QPainter *painter, const QRect &box, const QString &text,
 void CanvasOverlay::paintTexts(QPainter *painter) const
 {
     const QFontMetrics metrics = painter->fontMetrics();
-    const int line = metrics.height() + 6;
+    const int line = lineHeight(metrics);
     const QString mode = m_mode->title() + " \u2013 " + m_mode->instruction();
     if (m_mode->mode() != AlignMode::Off)
         paintLine(painter, QRect(QPoint(), lineSize(metrics, mode)), mode, m_mode->colour());

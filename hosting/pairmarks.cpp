@@ -25,9 +25,8 @@ static void strokeDashed(QPainter *painter, const QPainterPath &path, const QCol
 }
 
 // A frame that is far larger than the screen has coordinates beyond all painting.
-static QPainterPath frame(const PluginSession &session, const Background &background)
+QPainterPath frameOnScreen(const View &view, const Background &background)
 {
-    const View &view = session.view();
     const QRectF nearby = QRectF(QPointF(), QSizeF(view.size)).adjusted(-20, -20, 20, 20);
     QPainterPath path;
     path.addPolygon(view.toScreen().map(background.outline()).intersected(QPolygonF(nearby)));
@@ -82,7 +81,7 @@ void paintPairs(QPainter *painter, const PluginSession &session, const Backgroun
     painter->setRenderHint(QPainter::Antialiasing);
     paintConfirmed(painter, session);
     if (session.alignment().inForce == 0)
-        strokeDashed(painter, frame(session, background), rejectedColour);
+        strokeDashed(painter, frameOnScreen(session.view(), background), rejectedColour);
     if (session.rowInWork())
         paintCentre(painter, session.view().toScreen().map(background.centre()));
     painter->restore();

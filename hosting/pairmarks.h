@@ -1,16 +1,19 @@
 #ifndef HOSTING_PAIRMARKS_H
 #define HOSTING_PAIRMARKS_H
 
-#include <QRectF>
+#include <QPainterPath>
 
 class QPainter;
-class QPainterPath;
 class QColor;
 
 namespace hosting {
 
 class Background;
 class PluginSession;
+struct View;
+
+/// The live image's frame as it lies on the screen of `view`, cut to what is near it.
+QPainterPath frameOnScreen(const View &view, const Background &background);
 
 /// Lines on images that may be bright or dark.
 void strokeOnDark(QPainter *painter, const QPainterPath &path, const QColor &colour);

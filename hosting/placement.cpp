@@ -1,6 +1,7 @@
 #include "hosting/placement.h"
 
 #include <cmath>
+#include <tuple>
 
 namespace hosting {
 
@@ -32,6 +33,16 @@ Placement Placement::fromTransform(const QTransform &matrix)
         result.shearH = 0; // rounding of an image that has none
     result.rotationDegrees = std::atan2(sine, cosine) * 180 / M_PI;
     return result;
+}
+
+static auto valuesOf(const Placement &p)
+{
+    return std::tie(p.x, p.y, p.scaleX, p.scaleY, p.shearH, p.shearV, p.rotationDegrees);
+}
+
+bool Placement::operator==(const Placement &other) const
+{
+    return valuesOf(*this) == valuesOf(other);
 }
 
 bool Placement::isDrawable() const

@@ -19,6 +19,10 @@ struct Placement {
     /// Values with which toTransform() gives `matrix`; shearV is 0. `matrix` must be invertible.
     static Placement fromTransform(const QTransform &matrix);
 
+    /// Exactly the same values.
+    bool operator==(const Placement &other) const;
+    bool operator!=(const Placement &other) const { return !(*this == other); }
+
     /// False when the values are not finite or squeeze the image into a line.
     bool isDrawable() const;
 

@@ -113,8 +113,8 @@ void Host::connectSession()
             [this] { m_mode.setMode(AlignMode::Manual); });
     connect(&m_session, &PluginSession::assistedAlignmentRequested, this,
             [this] { m_mode.setMode(AlignMode::Assisted); });
-    connect(&m_session, &PluginSession::defaultModeRequested, this,
-            [this] { m_mode.setMode(AlignMode::Off); });
+    connect(&m_session, &PluginSession::defaultModeRequested, &m_mode,
+            &AlignMode::finish);
     connect(&m_session, &PluginSession::noticeChanged, this, [this](const QString &notice) {
         m_event("message", notice); // without a design there is no canvas to show it on
     });
@@ -128,6 +128,11 @@ void Host::connectSession()
             [this](const QString &message) { m_event("message", tr("SEM: %1").arg(message)); });
     connect(&m_statusTimer, &QTimer::timeout, this, &Host::followStatus);
     m_statusTimer.start(statusMs);
+    connect(&m_mode, &AlignMode::escaped, &m_session, &PluginSession::giveUpPair);
+    connect(&m_mode, &AlignMode::centreWanted, this, [this](const QPointF &design) {
+        if (m_session.bringToCentre(design))
+            m_mode.chooseCentre();
+    });
     connect(&m_mode, &AlignMode::modeChanged, this,
             [this] { m_event("mode", QString::number(m_mode.mode())); });
 }
@@ -246,6 +251,7 @@ void Host::updateView()
 void Host::setDesign(const hosting::Design &design)
 {
     m_session.setDesign(design);
+    m_mode.setDatabaseUnit(design.databaseUnitMetres);
     updateView();
 }
 
