@@ -1,13 +1,16 @@
 # Run by KLayout in batch mode: answers what lies under a rectangle of pixels of a microscope's frame,
 # in the design of the file DESIGN_FILE.
 #
-# A request is a line: width and height in pixels, how many samples a picture takes along each side
-# of a pixel, then how the design lies under the pixels: pixels per database unit, degrees, and where
-# its origin is, in pixels from the lower left corner. The answer is a line "kind size" and so many
-# bytes: of kind "shapes" 32-bit integers, for each polygon its material, its number of points and
-# their coordinates; of kind "picture" a PGM, the materials its grey levels; of kind "error" a text.
+# A request is a line: width and height in pixels, how many samples a picture takes at most along
+# each side of a pixel, then how the design lies under the pixels: pixels per database unit,
+# degrees, and where its origin is, in pixels from the lower left corner. The answer is a line "kind
+# size" and so many bytes: of kind "shapes" 32-bit integers, for each polygon its material, its
+# number of points and their coordinates; of kind "picture" a PGM, the materials its grey levels; of
+# kind "error" a text.
 # Ends with its input.
 import array
+import collections
+import math
 import os
 import shutil
 import signal
@@ -15,9 +18,10 @@ import signal
 import pya
 
 MATERIALS = 7  # above the substrate
-MOST_SHAPES = 100000  # more are painted faster by KLayout than handed over
-MOST_FINE_SHAPES = 500000  # of more the picture takes fewer samples
-COARSE = 4  # samples along each side of a pixel
+MOST_SHAPES = 30000  # more are painted faster by KLayout than handed over
+DENSE, VERY_DENSE = 500000, 800000  # of so many shapes the picture takes fewer samples
+FINER = 3  # so many times more samples for a layer with small cells
+CELL_SAMPLES = 1.51  # a larger cell KLayout draws with what is in it
 FARTHEST = 1e9  # database units
 
 output = os.dup(1)
@@ -31,14 +35,16 @@ def send(kind, payload):
         data = data[os.write(output, data):]
 
 
+Layer = collections.namedtuple("Layer", "material index name smallest_cell")
+
+
 class Place:
     """Pixels, and how the design lies under them."""
 
     def __init__(self, request):
-        width, height, self.samples, scale, *where = request.split()
-        self.width, self.height = int(width), int(height)
-        degrees, x, y = map(float, where)
-        self.to_pixel = pya.DCplxTrans(float(scale), degrees, False, x, y)
+        self.width, self.height, self.samples = map(int, request.split()[:3])
+        scale, degrees, x, y = map(float, request.split()[3:])
+        self.to_pixel = pya.DCplxTrans(scale, degrees, False, x, y)
 
     def window(self):
         """The rectangle of the design that holds the pixels."""
@@ -55,11 +61,19 @@ class Design:
         layers = [(self.layout.get_info(index), index) for index in self.layout.layer_indexes()
                   if not self.found(index, self.cell.bbox()).at_end()]
         layers.sort(key=lambda layer: (layer[0].layer, layer[0].datatype, layer[0].name))
-        self.layers = [(1 + n % MATERIALS, index, info) for n, (info, index) in enumerate(layers)]
+        self.layers = [Layer(1 + n % MATERIALS, index, info.to_s(), self.smallest_cell(index))
+                       for n, (info, index) in enumerate(layers)]
         for name in ("grid-visible", "text-visible", "cell-box-visible", "drop-small-cells",
                      "bitmap-caching"):  # cells from the cache lie up to half a pixel off
             self.view.set_config(name, "false")
         self.view.max_hier()
+
+    def smallest_cell(self, index):
+        """Its longer side in the layer, database units."""
+        boxes = [self.layout.cell(cell).bbox_per_layer(index)
+                 for cell in self.cell.called_cells()]
+        return min((max(box.width(), box.height()) for box in boxes if not box.empty()),
+                   default=FARTHEST)
 
     def describe(self):
         box = self.cell.bbox()
@@ -72,25 +86,39 @@ class Design:
         iterator.shape_flags = pya.Shapes.SPolygons | pya.Shapes.SBoxes | pya.Shapes.SPaths
         return iterator
 
-    def has_more(self, window, limit):
-        for _, index, _ in self.layers:
-            found = self.found(index, window)
-            while not found.at_end():
-                limit -= 1
-                if limit < 0:
-                    return True
+    def count(self, window, limit):
+        """How many shapes there are; not much more than the limit."""
+        count = 0
+        for layer in self.layers:
+            found = self.found(layer.index, window)
+            while count <= limit and not found.at_end():
+                count += 1
                 found.next()
-        return False
+        return count
 
-    def is_dense(self, window):
-        """Whether, going by its middle, there are too many shapes for a fine picture."""
-        middle = window.enlarged(-3 * window.width() // 8, -3 * window.height() // 8)
-        return self.has_more(middle, MOST_FINE_SHAPES // 16)
+    def density(self, window):
+        """About how many shapes there are, going by 16 small windows; not much above VERY_DENSE."""
+        count = 0
+        for n in range(16):
+            x, y = (window.left + (4 * (n % 4) + 2) * window.width() // 16,
+                    window.bottom + (4 * (n // 4) + 2) * window.height() // 16)
+            small = pya.Box(x, y, x + window.width() // 16, y + window.height() // 16)
+            count += self.count(small, VERY_DENSE // 16 - count)
+        return 16 * count
+
+    def samples(self, place, window):
+        """Along each side of a pixel, and for a layer with small cells: as many as KLayout draws
+        within half a second."""
+        density = self.density(window)
+        if density <= DENSE:
+            return place.samples, FINER * place.samples
+        samples = min(place.samples, 4 if density <= VERY_DENSE else 2)
+        return samples, samples
 
     def shapes(self, window):
         result = array.array("i")
-        for material, index, _ in self.layers:
-            for polygon in pya.Region(self.found(index, window)).each():
+        for layer in self.layers:
+            for polygon in pya.Region(self.found(layer.index, window)).each():
                 if polygon.is_box():
                     box = polygon.bbox()
                     left, bottom, right, top = box.left, box.bottom, box.right, box.top
@@ -98,36 +126,42 @@ class Design:
                 else:
                     polygon = polygon.resolved_holes() if polygon.holes() else polygon
                     points = [c for p in polygon.each_point_hull() for c in (p.x, p.y)]
-                result.extend((material, len(points) // 2, *points))
+                result.extend((layer.material, len(points) // 2, *points))
         return result.tobytes()
 
-    def mask(self, info, place, samples):
-        """One bit for each pixel: whether the layer has a shape under the pixel's centre. KLayout
-        fills exactly the samples that lie within a shape, but of a shape smaller than a sample
-        draws one. Of each pixel the sample in the centre is taken."""
+    def mask(self, layer, place, samples, finest):
+        """One bit for each pixel: whether the layer has a shape under the pixel's centre.
+
+        Filled without outlines, exactly the samples within a shape are set, of which the one in the
+        centre of each pixel is taken. But a cell of up to CELL_SAMPLES is nothing but an outline;
+        where such cells cannot be avoided, all shapes have one and are half a sample larger."""
+        needed = CELL_SAMPLES / (layer.smallest_cell * place.to_pixel.mag)
+        if samples < needed <= finest:
+            samples = 2 * math.ceil(needed / 2)
+        properties = pya.LayerProperties()
+        properties.source = layer.name + "@1"
+        properties.dither_pattern = 0
+        properties.width = int(needed > samples)
+        properties.fill_color = properties.frame_color = 0xffffff  # else nothing is drawn
+        properties.trans = [pya.DCplxTrans(float(samples), 0, False, 0, -1) * place.to_pixel
+                            * pya.DCplxTrans(1 / self.layout.dbu)]
         self.view.clear_layers()
-        layer = pya.LayerProperties()
-        layer.source = info.to_s() + "@1"
-        layer.dither_pattern = 0
-        layer.fill_color = layer.frame_color = 0xffffff  # else nothing is drawn
-        layer.width = 0  # an outline would add half a sample on each side
-        layer.trans = [pya.DCplxTrans(float(samples), 0, False, 0, -1) * place.to_pixel
-                       * pya.DCplxTrans(1 / self.layout.dbu)]
-        self.view.insert_layer(self.view.end_layers(), layer)
+        self.view.insert_layer(self.view.end_layers(), properties)
         self.view.update_content()
         width, height = place.width * samples, place.height * samples
         fine = self.view.get_pixels_with_options_mono(width, height, 1,
                                                       pya.DBox(0, 0, width, height))
         return fine.to_qimage().scaled(place.width, place.height)
 
-    def picture(self, place, samples):
+    def picture(self, place, window):
+        samples, finest = self.samples(place, window)
         materials = pya.QImage(place.width, place.height, pya.QImage.Format_Grayscale8)
         materials.fill(0)
         painter = pya.QPainter(materials)
-        for material, _, info in self.layers:
-            mask = self.mask(info, place, samples)
+        for layer in self.layers:
+            mask = self.mask(layer, place, samples, finest)
             mask.setColor(0, 0)
-            mask.setColor(1, 0xff000000 | 0x010101 * material)
+            mask.setColor(1, 0xff000000 | 0x010101 * layer.material)
             painter.drawImage(pya.QPoint(0, 0), mask)
         painter.end()
         data = pya.QBuffer()
@@ -138,11 +172,9 @@ class Design:
     def answer(self, request):
         place = Place(request)
         window = place.window()
-        if not self.has_more(window, MOST_SHAPES):
+        if self.count(window, MOST_SHAPES) <= MOST_SHAPES:
             return "shapes", self.shapes(window)
-        samples = int(place.samples)
-        return "picture", self.picture(place,
-                                       min(samples, COARSE) if self.is_dense(window) else samples)
+        return "picture", self.picture(place, window)
 
 
 def requests():
