@@ -25,8 +25,8 @@ QByteArray requestFor(const Place &place)
     const QTransform &t = place.designToFrame;
     const QPoint corner = place.pixels.bottomLeft() + QPoint(0, 1); // y upwards from here
     const double values[] = { std::hypot(t.m11(), t.m12()),
-                              qRadiansToDegrees(std::atan2(-t.m12(), t.m11())),
-                              t.dx() - corner.x(), corner.y() - t.dy() };
+                              qRadiansToDegrees(std::atan2(-t.m12(), t.m11())), t.dx() - corner.x(),
+                              corner.y() - t.dy() };
     QByteArray request = QByteArray::number(place.pixels.width()) + ' '
         + QByteArray::number(place.pixels.height()) + ' '
         + QByteArray::number(samplesFor(place.pixels.size()));
@@ -62,10 +62,9 @@ private:
 
 DesignScene::DesignScene()
 {
-    QObject::connect(&m_process, &LayoutProcess::answered,
-                     [this](const QByteArray &kind, const QByteArray &payload) {
-                         take(kind, payload);
-                     });
+    QObject::connect(
+        &m_process, &LayoutProcess::answered,
+        [this](const QByteArray &kind, const QByteArray &payload) { take(kind, payload); });
     QObject::connect(&m_process, &LayoutProcess::ended, [this] { noteEnd(); });
 }
 

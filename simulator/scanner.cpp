@@ -82,8 +82,8 @@ void Scanner::deliver()
     const double rowNs = m_request.dwellNs * m_request.window.width();
     while (m_scanning && turn.elapsed() < turnMs) {
         const double now = double(m_clock.nsecsElapsed());
-        const bool held = !isExposed() || !m_channel->hasClient()
-            || m_channel->queuedBytes() > largestQueue;
+        const bool held =
+            !isExposed() || !m_channel->hasClient() || m_channel->queuedBytes() > largestQueue;
         m_beamNs = qMax(m_beamNs, now - nextRun() * rowNs - (held ? 0 : largestLagNs));
         const bool due = m_settings.fast || now - m_beamNs >= nextRun() * rowNs;
         if (held || !due)
