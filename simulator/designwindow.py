@@ -1,4 +1,4 @@
-# Run by KLayout in batch mode: answers what lies under a rectangle of pixels of a microscope's frame,
+# Run by KLayout in batch mode: answers what lies under a rectangle of pixels of a microscope's frame
 # in the design of the file DESIGN_FILE.
 #
 # A request is a line: width and height in pixels, how many samples a picture takes at most along
@@ -19,7 +19,8 @@ import pya
 
 MATERIALS = 7  # above the substrate
 MOST_SHAPES = 30000  # more are painted faster by KLayout than handed over
-DENSE, VERY_DENSE = 500000, 800000  # of so many shapes the picture takes fewer samples
+DENSE = 500000  # of so many shapes the picture takes fewest samples
+FEWEST_SAMPLES = 2
 FINER = 3  # so many times more samples for a layer with small cells
 CELL_SAMPLES = 1.51  # a larger cell KLayout draws with what is in it
 FARTHEST = 1e9  # database units
@@ -96,24 +97,22 @@ class Design:
                 found.next()
         return count
 
-    def density(self, window):
-        """About how many shapes there are, going by 16 small windows; not much above VERY_DENSE."""
+    def is_dense(self, window):
+        """Going by 8 x 8 small windows, a sixteenth of the whole."""
+        width, height = window.width() // 32, window.height() // 32
         count = 0
-        for n in range(16):
-            x, y = (window.left + (4 * (n % 4) + 2) * window.width() // 16,
-                    window.bottom + (4 * (n // 4) + 2) * window.height() // 16)
-            small = pya.Box(x, y, x + window.width() // 16, y + window.height() // 16)
-            count += self.count(small, VERY_DENSE // 16 - count)
-        return 16 * count
+        for n in range(64):
+            x = window.left + (4 * (n % 8) + 2) * width
+            y = window.bottom + (4 * (n // 8) + 2) * height
+            count += self.count(pya.Box(x, y, x + width, y + height), DENSE // 16 - count)
+        return count > DENSE // 16
 
     def samples(self, place, window):
         """Along each side of a pixel, and for a layer with small cells: as many as KLayout draws
         within half a second."""
-        density = self.density(window)
-        if density <= DENSE:
-            return place.samples, FINER * place.samples
-        samples = min(place.samples, 4 if density <= VERY_DENSE else 2)
-        return samples, samples
+        if self.is_dense(window):
+            return FEWEST_SAMPLES, FEWEST_SAMPLES
+        return place.samples, FINER * place.samples
 
     def shapes(self, window):
         result = array.array("i")
