@@ -1,5 +1,5 @@
-# Run by KLayout in batch mode: answers what lies under a rectangle of pixels of a microscope's frame
-# in the design of the file DESIGN_FILE.
+# Run by KLayout in batch mode: answers what lies under a rectangle of pixels of a frame, in the
+# design of the file DESIGN_FILE.
 #
 # A request is a line: width and height in pixels, how many samples a picture takes at most along
 # each side of a pixel, then how the design lies under the pixels: pixels per database unit,
