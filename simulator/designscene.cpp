@@ -1,127 +1,127 @@
-#include "simulator/layoutserver.h"
-#include "simulator/polygonpainter.h"
+#include "simulator/layoutprocess.h"
+#include "simulator/report.h"
 #include "simulator/scene.h"
+#include "simulator/shapelist.h"
 
-#include <cmath>
+#include <QtMath>
+
+#include <cstring>
+#include <optional>
 
 namespace simulator {
 namespace {
 
-const double finest = 4; // picture pixels per frame pixel, along each side
-const double largestSide = 4096; // of a picture, unless the frame itself has more
+const int sampleCount = 4096; // of a picture, along its longer side: about as many
+const int fewestSamples = 2, mostSamples = 8; // along each side of a pixel
+const int patience = 2; // how often a process may die of the same place
 
-struct Shape {
-    QPolygon polygon;
-    QRect bounds;
-    uchar material;
-};
-
-QVector<Shape> decode(const QByteArray &payload)
+int samplesFor(const QSize &pixels)
 {
-    QVector<Shape> shapes;
-    const auto *at = reinterpret_cast<const qint32 *>(payload.constData());
-    const auto *end = at + payload.size() / int(sizeof *at);
-    while (at < end) {
-        Shape shape;
-        shape.material = uchar(*at++);
-        for (int points = *at++; points > 0; --points, at += 2)
-            shape.polygon.append(QPoint(at[0], at[1]));
-        shape.bounds = shape.polygon.boundingRect();
-        shapes.append(shape);
-    }
-    return shapes;
+    return qBound(fewestSamples, (sampleCount / pixels.width() + 1) & ~1, mostSamples);
 }
 
-QRect wholeUnits(const QRectF &area)
+QByteArray requestFor(const Place &place)
 {
-    const QRectF limits(-1e9, -1e9, 2e9, 2e9);
-    return area.intersected(limits).toAlignedRect();
+    const QTransform &t = place.designToFrame;
+    const QPoint corner = place.pixels.bottomLeft() + QPoint(0, 1); // y upwards from here
+    const double values[] = { std::hypot(t.m11(), t.m12()),
+                              qRadiansToDegrees(std::atan2(-t.m12(), t.m11())), t.dx() - corner.x(),
+                              corner.y() - t.dy() };
+    QByteArray request = QByteArray::number(place.pixels.width()) + ' '
+        + QByteArray::number(place.pixels.height()) + ' '
+        + QByteArray::number(samplesFor(place.pixels.size()));
+    for (double value : values)
+        request += ' ' + QByteArray::number(value, 'g', 17);
+    return request;
 }
 
-/// The chip of a layout. What KLayout hands over for the window under the beam is kept until the
-/// window is another.
+/// The chip of a layout. KLayout is asked for one place at a time, and its last answer is kept.
 class DesignScene : public Scene {
 public:
-    bool open(const QString &file, QString *error) { return m_server.start(file, error); }
+    DesignScene();
+    bool open(const QString &file, QString *error) { return m_process.start(file, error); }
 
-    double databaseUnitMetres() const override { return m_server.databaseUnitMetres(); }
-    QPointF centre() const override { return m_server.bounds().center(); }
-    bool prepare(const QRectF &window) override;
-    bool paint(QImage *materials, const QTransform &designToPixel) override;
+    double databaseUnitMetres() const override { return m_process.databaseUnitMetres(); }
+    QPointF centre() const override { return m_process.bounds().center(); }
+    Knowledge lookUp(const Place &place) override;
+    void paint(QImage *materials, const Place &place) override;
 
 private:
-    bool paintPicture(QImage *materials, const QTransform &designToPixel);
+    void take(const QByteArray &kind, const QByteArray &payload);
+    void giveUp(const QString &problem);
+    void noteEnd();
 
-    LayoutServer m_server;
-    bool m_many = false;
-    QVector<Shape> m_shapes;
+    LayoutProcess m_process;
+    std::optional<Place> m_asked, m_known;
+    std::optional<QTransform> m_failed;
+    int m_deaths = 0;
+    QString m_problem;
+    ShapeList m_shapes;
+    QImage m_picture; // null: the shapes are known instead
 };
 
-bool DesignScene::prepare(const QRectF &window)
+DesignScene::DesignScene()
 {
-    const QRect area = wholeUnits(window);
-    const LayoutServer::Answer answer = m_server.shapes(area.adjusted(-1, -1, 1, 1));
-    if (answer.kind == LayoutServer::Answer::None)
-        return false;
-    m_many = answer.kind == LayoutServer::Answer::Many;
-    m_shapes = m_many ? QVector<Shape>() : decode(answer.payload);
-    return true;
+    QObject::connect(
+        &m_process, &LayoutProcess::answered,
+        [this](const QByteArray &kind, const QByteArray &payload) { take(kind, payload); });
+    QObject::connect(&m_process, &LayoutProcess::ended, [this] { noteEnd(); });
 }
 
-bool DesignScene::paint(QImage *materials, const QTransform &designToPixel)
+Knowledge DesignScene::lookUp(const Place &place)
 {
-    if (m_many)
-        return paintPicture(materials, designToPixel);
-    PolygonPainter painter(materials, designToPixel);
-    for (const Shape &shape : m_shapes)
-        painter.paint(shape.polygon, shape.bounds, shape.material);
-    return true;
-}
-
-/// The material at a point of the picture, in picture pixels from the lower left. KLayout fills the
-/// pixels of both edges of a shape, so a point is in it if the next pixels are filled, too.
-uchar materialAt(const QImage &picture, const QPointF &point)
-{
-    const int column = int(std::floor(point.x())), row = int(std::floor(point.y()));
-    int material = 255;
-    for (int y = row; y <= row + 1; ++y)
-        for (int x = column; x <= column + 1; ++x) {
-            const int line = picture.height() - 1 - y;
-            const bool inside = picture.valid(x, line);
-            const auto *pixels =
-                inside ? reinterpret_cast<const QRgb *>(picture.constScanLine(line)) : nullptr;
-            material = qMin(material, inside ? qRed(pixels[x]) : 0);
-        }
-    return uchar(material);
-}
-
-// The picture lies upright in the design and is finer than the frame.
-bool DesignScene::paintPicture(QImage *materials, const QTransform &designToPixel)
-{
-    const QTransform toDesign = designToPixel.inverted();
-    const QRect window =
-        wholeUnits(toDesign.mapRect(QRectF(materials->rect()))).adjusted(-1, -1, 1, 1);
-    const double perUnit = std::sqrt(std::abs(designToPixel.determinant()));
-    const double longer = perUnit * qMax(window.width(), window.height());
-    const double scale = perUnit * qBound(1.0, largestSide / longer, finest);
-    const QSize size(int(std::ceil(window.width() * scale)),
-                     int(std::ceil(window.height() * scale)));
-    const LayoutServer::Answer answer = m_server.picture(window, size);
-    const QImage picture = QImage::fromData(answer.payload).convertToFormat(QImage::Format_RGB32);
-    if (answer.kind != LayoutServer::Answer::Picture || picture.size() != size)
-        return false;
-    const QTransform toPicture = QTransform::fromTranslate(0.5, 0.5) * toDesign
-        * QTransform::fromTranslate(-window.left(), -window.top())
-        * QTransform::fromScale(size.width() / double(window.width()),
-                                size.height() / double(window.height()));
-    const QPointF step(toPicture.m11(), toPicture.m12());
-    for (int y = 0; y < materials->height(); ++y) {
-        uchar *out = materials->scanLine(y);
-        const QPointF start = toPicture.map(QPointF(0, y));
-        for (int x = 0; x < materials->width(); ++x)
-            out[x] = materialAt(picture, start + x * step);
+    if (m_known == place)
+        return Knowledge::Known;
+    if (!m_process.isOpen() || m_failed == place.designToFrame)
+        return Knowledge::Missing;
+    if (!m_asked) {
+        m_asked = place;
+        m_process.ask(requestFor(place));
     }
-    return true;
+    return Knowledge::Coming;
+}
+
+void DesignScene::take(const QByteArray &kind, const QByteArray &payload)
+{
+    if (!m_asked)
+        return;
+    m_deaths = 0;
+    m_picture = kind == "picture"
+        ? QImage::fromData(payload, "PGM").convertToFormat(QImage::Format_Grayscale8)
+        : QImage();
+    if (kind != "shapes" && m_picture.size() != m_asked->pixels.size())
+        return giveUp("KLayout cannot show this place: " + QString::fromUtf8(payload.left(1000)));
+    m_shapes = m_picture.isNull() ? ShapeList(payload) : ShapeList();
+    m_known = m_asked;
+    m_failed.reset();
+    m_asked.reset();
+}
+
+void DesignScene::giveUp(const QString &problem)
+{
+    m_failed = m_asked->designToFrame;
+    m_known.reset();
+    m_asked.reset();
+    if (problem != m_problem)
+        report(problem + "; the picture stays as it is");
+    m_problem = problem;
+}
+
+void DesignScene::noteEnd()
+{
+    if (m_asked && ++m_deaths >= patience)
+        giveUp("KLayout dies of this place");
+    m_asked.reset();
+}
+
+void DesignScene::paint(QImage *materials, const Place &place)
+{
+    if (m_picture.isNull())
+        return m_shapes.paint(materials, place);
+    const QPoint corner = place.pixels.topLeft() - m_known->pixels.topLeft();
+    for (int y = 0; y < materials->height(); ++y)
+        std::memcpy(materials->scanLine(y), m_picture.constScanLine(corner.y() + y) + corner.x(),
+                    size_t(materials->width()));
 }
 
 } // namespace

@@ -33,6 +33,7 @@ public:
 
     /// What a frame of this size shows at this moment.
     Exposure exposure(const QSize &frame) const;
+    bool stageMoves() const { return m_stage.isMoving(seconds()); }
 
 signals:
     void scanStarted(const simulator::ScanRequest &request);

@@ -23,7 +23,7 @@ class PatternScene : public Scene {
 public:
     double databaseUnitMetres() const override { return 1e-9; }
     QPointF centre() const override { return QPointF(edge / 2, edge / 2); }
-    bool paint(QImage *materials, const QTransform &designToPixel) override;
+    void paint(QImage *materials, const Place &place) override;
 
 private:
     static void paintField(QPainter *painter, int column, int row);
@@ -42,20 +42,22 @@ void PatternScene::paintField(QPainter *painter, int column, int row)
         painter->drawRect(area);
 }
 
-bool PatternScene::paint(QImage *materials, const QTransform &designToPixel)
+void PatternScene::paint(QImage *materials, const Place &place)
 {
+    const QPoint corner = place.pixels.topLeft();
+    const QTransform designToPixel =
+        place.designToFrame * QTransform::fromTranslate(-corner.x(), -corner.y());
     const QRectF window =
         designToPixel.inverted().mapRect(QRectF(materials->rect())) & QRectF(0, 0, edge, edge);
     QPainter painter(materials);
     painter.setPen(Qt::NoPen);
     painter.setTransform(designToPixel);
     if (window.isEmpty())
-        return true;
+        return;
     for (int row = int(window.top() / pitch); row * pitch < window.bottom(); ++row) {
         for (int column = int(window.left() / pitch); column * pitch < window.right(); ++column)
             paintField(&painter, column, row);
     }
-    return true;
 }
 
 } // namespace

@@ -37,6 +37,7 @@ void Scanner::start(const ScanRequest &request)
     m_noise.setDwellNs(request.dwellNs);
     m_row = 0;
     m_frame = 0;
+    m_sent = true;
     m_scanning = true;
     m_clock.start();
     m_beamNs = 0;
@@ -64,6 +65,16 @@ int Scanner::nextRun() const
     return qMin(wantedRows(), m_request.window.height() - m_row);
 }
 
+// Of a moving stage, the place that was looked up is scanned, though it has moved on meanwhile.
+bool Scanner::isExposed()
+{
+    if (m_sent || !m_microscope->stageMoves())
+        m_exposure = m_microscope->exposure(m_request.frame);
+    m_sent = false;
+    const int row = m_request.window.top() + m_row;
+    return m_image->expose(m_exposure, row, nextRun()) != Knowledge::Coming;
+}
+
 void Scanner::deliver()
 {
     QElapsedTimer turn;
@@ -71,7 +82,8 @@ void Scanner::deliver()
     const double rowNs = m_request.dwellNs * m_request.window.width();
     while (m_scanning && turn.elapsed() < turnMs) {
         const double now = double(m_clock.nsecsElapsed());
-        const bool held = !m_channel->hasClient() || m_channel->queuedBytes() > largestQueue;
+        const bool held =
+            !isExposed() || !m_channel->hasClient() || m_channel->queuedBytes() > largestQueue;
         m_beamNs = qMax(m_beamNs, now - nextRun() * rowNs - (held ? 0 : largestLagNs));
         const bool due = m_settings.fast || now - m_beamNs >= nextRun() * rowNs;
         if (held || !due)
@@ -81,10 +93,10 @@ void Scanner::deliver()
     }
 }
 
-QByteArray Scanner::scanRow(const Exposure &exposure, int row)
+QByteArray Scanner::scanRow(int row)
 {
     const QRect &window = m_request.window;
-    const uchar *clean = m_image->row(exposure, row) + window.left();
+    const uchar *clean = m_image->row(row) + window.left();
     QByteArray pixels(window.width(), Qt::Uninitialized);
     m_noise.apply(clean, window.width(), m_frame, quint64(row),
                   reinterpret_cast<uchar *>(pixels.data()));
@@ -100,15 +112,15 @@ void Scanner::sendRun(int rows)
     Message message{ "ScData", 0,
                      encodeUint(quint32(m_frame)) + encodeInt(channelNumber) + encodeUint(index)
                          + encodeInt(bitsPerPixel) + encodeUint(quint32(rows * window.width())) };
-    const Exposure exposure = m_microscope->exposure(m_request.frame);
     message.body.reserve(message.body.size() + rows * window.width());
     for (int row = 0; row < rows; ++row)
-        message.body += scanRow(exposure, firstRow + row);
+        message.body += scanRow(firstRow + row);
     m_row += rows;
     if (m_row == window.height()) {
         m_row = 0;
         ++m_frame;
     }
+    m_sent = true;
     m_channel->send(message);
 }
 

@@ -19,7 +19,8 @@ struct ScanSettings {
 };
 
 /// Moves the beam over the frame, row by row and frame after frame, and sends the pixels on the
-/// data channel. When the client does not keep up, the beam waits.
+/// data channel. When the client does not keep up, or what lies under it is not known yet, the beam
+/// waits.
 class Scanner : public QObject {
     Q_OBJECT
 public:
@@ -34,8 +35,9 @@ private:
     void deliver();
     int nextRun() const;
     void sendRun(int rows);
-    QByteArray scanRow(const Exposure &exposure, int row);
+    QByteArray scanRow(int row);
     int wantedRows() const;
+    bool isExposed();
 
     Channel *m_channel;
     const Microscope *m_microscope;
@@ -47,6 +49,8 @@ private:
     bool m_scanning = false;
     ScanRequest m_request;
     int m_row = 0; // within the window
+    Exposure m_exposure;
+    bool m_sent = true; // a run of that exposure
     quint64 m_frame = 0;
     QElapsedTimer m_clock;
     double m_beamNs = 0; // when, on the clock, the beam was at the start of m_row

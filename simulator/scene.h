@@ -2,7 +2,7 @@
 #define SIMULATOR_SCENE_H
 
 #include <QImage>
-#include <QRectF>
+#include <QRect>
 #include <QTransform>
 
 #include <memory>
@@ -13,6 +13,23 @@ namespace simulator {
 /// the last, from 1 again.
 constexpr int materialCount = 8;
 
+/// Pixels of a frame, and how the design lies under that frame.
+struct Place {
+    QTransform designToFrame;
+    QRect pixels; ///< may reach beyond the frame
+
+    bool operator==(const Place &other) const
+    {
+        return designToFrame == other.designToFrame && pixels == other.pixels;
+    }
+};
+
+enum class Knowledge {
+    Known,
+    Coming, ///< to be asked for again, soon
+    Missing ///< cannot be said at the moment
+};
+
 /// What lies on the wafer.
 class Scene {
 public:
@@ -21,16 +38,15 @@ public:
     virtual double databaseUnitMetres() const = 0;
     virtual QPointF centre() const = 0; ///< in design coordinates
 
-    /// Looks up what lies in `window`, a rectangle of the design that holds all that is painted
-    /// until the next call. Returns false if that cannot be said at the moment.
-    virtual bool prepare(const QRectF &window)
+    /// Finds out what lies at `place`, which forgets the place before.
+    virtual Knowledge lookUp(const Place &place)
     {
-        Q_UNUSED(window)
-        return true;
+        Q_UNUSED(place)
+        return Knowledge::Known;
     }
-    /// Paints the material of every pixel into `materials` (8 bit grey, all 0 before). A pixel
-    /// shows what lies under its centre. Returns false if that cannot be said at the moment.
-    virtual bool paint(QImage *materials, const QTransform &designToPixel) = 0;
+    /// Paints the material of every pixel of `place`, which lies within the known one, into
+    /// `materials` (8 bit grey, all 0 before). A pixel shows what lies under its centre.
+    virtual void paint(QImage *materials, const Place &place) = 0;
 };
 
 /// The chip of a layout in any format that KLayout reads, its layers one above the other in the

@@ -1,7 +1,8 @@
 #include "simulator/semimage.h"
 
 #include "simulator/detector.h"
-#include "simulator/scene.h"
+
+#include <QElapsedTimer>
 
 #include <algorithm>
 
@@ -11,6 +12,8 @@ namespace {
 const int bandRows = 64;
 const double edgeMm = 40e-6; // half the width of the bright line along an edge
 const int maxEdgePixels = 8;
+const int stripPixels = 4 << 20; // about as many are looked up at a time
+const qint64 turnMs = 20;
 
 using Levels = std::array<uchar, 2 * materialCount>; // plain surfaces, then edges
 
@@ -44,6 +47,16 @@ void blur(const uchar *above, const uchar *here, const uchar *below, int count, 
         out[x] = uchar((column(x) + 2 * column(x + 1) + column(x + 2) + 8) / 16);
 }
 
+// What is looked up for a band: rows of the whole frame that serve its neighbours, too.
+QRect stripOf(const QSize &frame, int band)
+{
+    const int rows = qMax(1, stripPixels / (frame.width() * bandRows)) * bandRows;
+    const int first = band * bandRows / rows * rows;
+    const int margin = maxEdgePixels + 1;
+    return QRect(0, first, frame.width(), qMin(rows, frame.height() - first))
+        .adjusted(-margin, -margin, margin, margin);
+}
+
 } // namespace
 
 bool Exposure::operator==(const Exposure &other) const
@@ -59,57 +72,57 @@ SemImage::SemImage(Scene *scene, const Wafer &wafer)
 {
 }
 
-const uchar *SemImage::row(const Exposure &exposure, int row)
+// Pixels of an earlier frame of this size are shown until there are new ones.
+void SemImage::begin(const Exposure &exposure)
 {
-    if (!(exposure == m_exposure)) {
-        if (exposure.frame != m_exposure.frame) { // calloc: untouched pages cost nothing
-            const size_t width = size_t(exposure.frame.width());
-            m_pixels.reset(
-                static_cast<uchar *>(std::calloc(size_t(exposure.frame.height()), width)));
-        }
-        m_exposure = exposure;
-        m_bandDone.fill(false, exposure.frame.height() / bandRows + 1);
-        m_prepared = false;
+    if (exposure.frame != m_exposure.frame) { // calloc: untouched pages cost nothing
+        const size_t width = size_t(exposure.frame.width());
+        m_pixels.reset(static_cast<uchar *>(std::calloc(size_t(exposure.frame.height()), width)));
     }
-    const int band = row / bandRows;
-    if (!m_bandDone.at(band))
-        renderBand(band);
-    return m_pixels.get() + size_t(row) * size_t(exposure.frame.width());
+    m_exposure = exposure;
+    m_bandDone.fill(false, exposure.frame.height() / bandRows + 1);
 }
 
-QTransform SemImage::pixelToDesign() const
+Knowledge SemImage::expose(const Exposure &exposure, int firstRow, int rows)
 {
-    return m_wafer.frameToDesign(m_exposure.stageMm, m_exposure.viewFieldMm, m_exposure.frame);
+    QElapsedTimer turn;
+    turn.start();
+    const QTransform designToFrame =
+        m_wafer.frameToDesign(exposure.stageMm, exposure.viewFieldMm, exposure.frame).inverted();
+    for (int band = firstRow / bandRows; band * bandRows < firstRow + rows; ++band) {
+        if (exposure == m_exposure && m_bandDone.at(band))
+            continue;
+        const Knowledge knowledge =
+            m_scene->lookUp({ designToFrame, stripOf(exposure.frame, band) });
+        if (knowledge == Knowledge::Known ? !(exposure == m_exposure)
+                                          : exposure.frame != m_exposure.frame)
+            begin(exposure);
+        if (knowledge != Knowledge::Known)
+            return knowledge;
+        renderBand(band, designToFrame);
+        if (turn.hasExpired(turnMs))
+            return Knowledge::Coming;
+    }
+    return Knowledge::Known;
 }
 
-bool SemImage::prepareScene()
+const uchar *SemImage::row(int row) const
 {
-    const int margin = maxEdgePixels + 1;
-    const QRect frame =
-        QRect(QPoint(), m_exposure.frame).adjusted(-margin, -margin, margin, margin);
-    m_prepared = m_prepared || m_scene->prepare(pixelToDesign().mapRect(QRectF(frame)));
-    return m_prepared;
+    return m_pixels.get() + size_t(row) * size_t(m_exposure.frame.width());
 }
 
-bool SemImage::paintMaterials(QImage *materials, int firstRow, int margin)
-{
-    materials->fill(0);
-    const QTransform toDesign =
-        QTransform::fromTranslate(-margin, firstRow - margin) * pixelToDesign();
-    return m_scene->paint(materials, toDesign.inverted());
-}
-
-void SemImage::renderBand(int band)
+void SemImage::renderBand(int band, const QTransform &designToFrame)
 {
     const int firstRow = band * bandRows;
     const int rows = qMin(bandRows, m_exposure.frame.height() - firstRow);
     const double pixelMm = m_exposure.viewFieldMm / m_exposure.frame.width();
     const int reach = qBound(1, qRound(edgeMm / pixelMm), maxEdgePixels);
     const int margin = reach + 1;
-    QImage materials(m_exposure.frame.width() + 2 * margin, rows + 2 * margin,
-                     QImage::Format_Grayscale8);
-    if (!prepareScene() || !paintMaterials(&materials, firstRow, margin))
-        return;
+    const QRect pixels = QRect(0, firstRow, m_exposure.frame.width(), rows)
+                             .adjusted(-margin, -margin, margin, margin);
+    QImage materials(pixels.size(), QImage::Format_Grayscale8);
+    materials.fill(0);
+    m_scene->paint(&materials, { designToFrame, pixels });
     develop(materials, margin, reach, firstRow, rows);
     m_bandDone[band] = true;
 }

@@ -1,16 +1,14 @@
 #ifndef SIMULATOR_SEMIMAGE_H
 #define SIMULATOR_SEMIMAGE_H
 
+#include "simulator/scene.h"
 #include "simulator/wafer.h"
 
 #include <QVector>
 
 #include <cstdlib>
-#include <memory>
 
 namespace simulator {
-
-class Scene;
 
 /// Everything a picture without noise depends on.
 struct Exposure {
@@ -23,21 +21,23 @@ struct Exposure {
     bool operator==(const Exposure &other) const;
 };
 
-/// The picture of the scene under the beam, rendered in bands of rows when they are asked for and
-/// kept until the exposure changes. While the scene cannot be painted, what was there stays.
+/// The picture of the scene under the beam, developed in bands of rows when they are asked for and
+/// kept until the exposure changes. What was there stays until then.
 class SemImage {
 public:
     /// `scene` must outlive this object.
     SemImage(Scene *scene, const Wafer &wafer);
 
-    /// One row of frame.width() grey levels; valid until the next call.
-    const uchar *row(const Exposure &exposure, int row);
+    /// Exposes rows, as far as the scene is known there and for 20 ms at most. Known: all of them
+    /// are as `exposure` has it. Missing: they can be read, and are as they were.
+    Knowledge expose(const Exposure &exposure, int firstRow, int rows);
+
+    /// One row of frame.width() grey levels, valid until the next exposure.
+    const uchar *row(int row) const;
 
 private:
-    void renderBand(int band);
-    bool prepareScene();
-    QTransform pixelToDesign() const;
-    bool paintMaterials(QImage *materials, int firstRow, int margin);
+    void begin(const Exposure &exposure);
+    void renderBand(int band, const QTransform &designToFrame);
     void develop(const QImage &materials, int margin, int reach, int firstRow, int rows);
 
     Scene *m_scene;
@@ -47,7 +47,6 @@ private:
         void operator()(uchar *pixels) const { std::free(pixels); }
     };
     std::unique_ptr<uchar, Free> m_pixels;
-    bool m_prepared = false;
     QVector<bool> m_bandDone;
 };
 

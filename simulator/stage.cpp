@@ -34,7 +34,7 @@ bool Stage::moveTo(const StagePosition &target, double now)
 
 StagePosition Stage::position(double now) const
 {
-    if (now - m_departure >= m_travelSeconds)
+    if (!isMoving(now))
         return m_target;
     const double done = std::max(0.0, now - m_departure) / m_travelSeconds;
     StagePosition position;

@@ -20,6 +20,7 @@ public:
     bool moveTo(const StagePosition &target, double now);
 
     StagePosition position(double now) const;
+    bool isMoving(double now) const { return now - m_departure < m_travelSeconds; }
 
 private:
     StagePosition m_start;
