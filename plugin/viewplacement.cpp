@@ -157,6 +157,7 @@ void backgroundSEM::recordPair(int pair, const QPointF &design)
     alignPoints[2 * pair - 2] = design;
     alignPoints[2 * pair - 1] = QPointF(sem->stageX, sem->stageY);
     createStageMap();
+    showVerdict(pair);
 }
 
 /// Follows zoom and stage moves. A kept image zooms about its own centre and ignores the stage.

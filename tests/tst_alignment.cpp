@@ -87,6 +87,7 @@ class TestAlignment : public QObject {
 private slots:
     void alignment_data();
     void alignment();
+    void tickComesBack();
     void mapsThroughPairs();
     void storedDesigns();
     void moveStageToView();
@@ -119,6 +120,7 @@ void TestAlignment::alignment()
     host.plugin->getDesignName(name);
     QString status = "connected";
     int pairs = 0;
+    QSet<int> unticked;
     for (const auto &step : steps) {
         const QPointF stage = stages[step.pair];
         host.answering = false; // what the plugin knows the host has not drawn yet
@@ -129,17 +131,27 @@ void TestAlignment::alignment()
         host.forget();
         host.use(buttons[step.pair]);
         QCOMPARE(host.events.join('|'), step.events);
-        QCOMPARE(rows(host), step.rows);
+        const bool confirmed = step.events == confirm;
+        pairs = confirmed ? qMax(pairs, step.pair) : pairs;
+        const QChar map = maps.at(qMax(0, pairs - 1));
+        const bool rejected = confirmed && pairs > 1 && map == '1';
+        if (rejected)
+            unticked << step.pair;
+        else if (step.pair == 0 || (confirmed && map != '1'))
+            unticked.clear();
+        QStringList expected = step.rows.split(", ");
+        for (int pair : unticked)
+            expected[pair - 1].remove(" ok");
+        QCOMPARE(rows(host), expected.join(", "));
+        QCOMPARE(host.widget(buttons[step.pair])->toolTip().contains("pair 1 alone"), rejected);
         if (step.revisited) {
             SPIN_COMPARE(host.microscope.commands(), QStringList(move(stage.x(), stage.y())));
             QVERIFY(host.imageAt(shown(stage)));
         }
-        if (step.events != confirm)
+        if (!confirmed)
             continue;
-        pairs = qMax(pairs, step.pair);
-        const QChar map = maps.at(pairs - 1);
         if (pairs > 1)
-            status = map == '1' ? "alignment error" : "alignment complete";
+            status = rejected ? "alignment error" : "alignment complete";
         QCOMPARE(host.text("statusDisplay"), status);
         QVERIFY(host.reportStage(elsewhere));
         const QPointF byFirstPair = shown(stages[1]) - 1e6 * (elsewhere - stages[1]);
@@ -153,6 +165,27 @@ void TestAlignment::alignment()
     const QString saved = QSettings().value("tescan/alignMap").toStringList().join('|');
     QTEST(saved.count(';') / 4, "stored");
     QVERIFY(saved.isEmpty() || saved.startsWith(name + ';'));
+}
+
+/// Pair 2 is rejected and turns out to be right once pair 1 is put where it belongs.
+void TestAlignment::tickComesBack()
+{
+    PluginFixture host;
+    QVERIFY(host.place());
+    const struct {
+        const char *row;
+        QPointF stage;
+        QString rows;
+    } steps[] = { { "align1", { 10, 21 }, "+re-align ok, +start alignment, -start alignment +" },
+                  { "align2", { 11, 20 }, "+re-align ok, +re-align, +start alignment +" },
+                  { "align1", { 10, 20 }, "+re-align ok, +re-align ok, +start alignment +" } };
+    for (const auto &step : steps) {
+        host.use(step.row);
+        QVERIFY(host.reportStage(step.stage));
+        host.dragImageTo(step.row == QString("align2") ? QPointF(-1e6, 0) : QPointF());
+        host.use(step.row);
+        QCOMPARE(rows(host), step.rows);
+    }
 }
 
 void TestAlignment::mapsThroughPairs()
