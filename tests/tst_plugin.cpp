@@ -153,10 +153,13 @@ void TestPlugin::panelUse()
     }
     const int width = host.panel->minimumSizeHint().width();
     const QString text = "a long word: " + QString(1000, 'W') + ", and " + QString("more ").repeated(1000);
+    tell("disconnected");
     tell(text);
     for (int i = 0; i < 3000; ++i)
         tell(QString("info: the information number %1").arg(i));
     tell("info: " + text);
+    for (int i = 0; i < 9; ++i) // a layout has the next one do its part
+        QCoreApplication::processEvents();
     QCOMPARE(host.text("statusDisplay"), text);
     QVERIFY(host.widget("statusDisplay")->toolTip().contains(text));
     QCOMPARE(host.panel->minimumSizeHint().width(), width);
