@@ -175,6 +175,7 @@ private:
     Handover *handler; ///< the innermost one that handles a signal of the panel
     QString mapFlaw; ///< why the pairs were rejected, empty while they are in force
     QSet<int> unticked; ///< rows whose pair led to a rejection
+    QSet<int> missing; ///< pairs whose points only fill the list up to a later pair
 };
 
 #endif

@@ -35,8 +35,7 @@ QString backgroundSEM::explain(const PairFit &fit, int pairs)
                   .arg(number(fit.scaleX), number(fit.scaleY));
     if (fit.flaw == PairFit::WrongScale)
         why += QLatin1Char('\n') + tr("From 0.83 to 1.25 times is accepted.");
-    return tr("The pairs do not fit each other.") + QLatin1Char('\n') + why
-        + QLatin1Char('\n')
+    return tr("The pairs do not fit each other.") + QLatin1Char('\n') + why + QLatin1Char('\n')
         + tr("The image follows pair 1 alone, as if the wafer lay straight and had its nominal "
              "size.");
 }
@@ -81,7 +80,7 @@ void backgroundSEM::finishStageMap(const PairFit &fit, const QMatrix &map,
 {
     if (fit.flaw == PairFit::NoFlaw) {
         stageMap = map;
-        if (alignState == StateAligned)
+        if (alignState == StateAligned && missing.isEmpty())
             alignMap.insert(designName, alignPoints);
         showStatus(tr("alignment complete"));
     } else {

@@ -186,6 +186,8 @@ void TestAlignment::tickComesBack()
         host.use(step.row);
         QCOMPARE(rows(host), step.rows);
     }
+    host.pressConnect(); // the pairs are gone
+    QCOMPARE(rows(host), fresh);
 }
 
 void TestAlignment::mapsThroughPairs()

@@ -57,6 +57,7 @@ private slots:
     void askedWhileThePanelGoes();
     void windowGoesFirst();
     void anyOrder();
+    void stageGoesWhereItIsSent();
 };
 
 void TestHostBehaviour::deletedWithinSignal_data()
@@ -248,6 +249,90 @@ void TestHostBehaviour::anyOrder()
         QVERIFY(host.showsLiveImage(QByteArray(1, char(round))));
         host.forget();
     }
+}
+
+/// In whatever order rows, connections, designs and views come, and however late the host answers:
+/// the stage goes only to pairs, and to the centres of views. The wafer lies straight and the user
+/// always puts the image in its place, so all maps made of real pairs are the same.
+void TestHostBehaviour::stageGoesWhereItIsSent()
+{
+    const auto shown = [](const QPointF &at) { return QPointF(3e6, -2e6) - 1e6 * at; };
+    PluginFixture host({ { "alignMap", "chip;-2000000;-7000000;5;5;-3000000;-7000000;6;5" } });
+    QPointF stage(10, 20);
+    QSet<QString> allowed;
+    std::mt19937 random;
+    int moves = 0;
+    const auto below = [&](int limit) { return int(random() % unsigned(limit)); };
+    const auto allow = [&](const QPointF &at) {
+        allowed << QString("%1 %2").arg(at.x(), 0, 'e', 6).arg(at.y(), 0, 'e', 6);
+        return at;
+    };
+    const auto anywhere = [&] { return QPointF(1 + below(19000), 1 + below(19000)) / 1000; };
+    const auto press = [&](const QByteArray &name) { // some hosts have their own menu
+        below(2) ? host.use(name) : void(host.call(name));
+    };
+    const auto reportView = [&](const QPointF &at) {
+        host.viewCentre = shown(allow(at)).toPoint();
+        host.getView();
+    };
+    const auto strayed = [&] {
+        QStringList astray;
+        for (const QString &command : host.microscope.commands().filter("StgMoveTo")) {
+            ++moves;
+            if (!allowed.contains(command.section(' ', 1, 2)))
+                astray << command;
+        }
+        host.microscope.received.clear();
+        return astray;
+    };
+    const auto moveStage = [&] {
+        host.answering = true;
+        reportView(stage);
+        host.getPos();
+        const QString mark = QString("mark %1").arg(random());
+        stage = anywhere();
+        host.microscope.setStage(stage.x(), stage.y());
+        host.microscope.reply(wire::message("TcpGetVersion", wire::text(mark.toLatin1())));
+        SPIN_VERIFY(host.text("infoText").endsWith(mark));
+    };
+    const auto disconnectAll = [&] {
+        host.use("disconnectButton");
+        SPIN_VERIFY(host.microscope.isAlone());
+    };
+    const auto connectAll = [&] {
+        host.viewCentre = shown(allow(stage)).toPoint();
+        host.pressConnect();
+        SPIN_VERIFY(host.page() == 1);
+    };
+    const std::function<void()> acts[] = {
+        [&] { host.plugin->getDesignName(below(2) ? "chip" : "other"); },
+        [&] { below(3) ? void() : press("alignClear"); },
+        [&] { below(3) ? void() : disconnectAll(); },
+        [&] { below(2) ? void() : connectAll(); },
+        [&] {
+            reportView(stage);
+            host.viewCentre = shown(allow(anywhere())).toPoint();
+            press("stageToView");
+            reportView(stage);
+        },
+    };
+    allow({ 5, 5 }), allow({ 6, 5 });
+    host.viewCentre = shown(stage).toPoint();
+    QVERIFY(host.place());
+    for (int round = 0; round < (sanitized ? 10 : 40); ++round) {
+        random.seed(unsigned(round));
+        for (int i = 0; i < 100; ++i) {
+            host.answering = below(5) > 0;
+            host.viewCentre = shown(allow(stage)).toPoint();
+            host.dragImageTo(shown(stage));
+            below(3) ? press(QByteArray("align") + char('1' + below(3))) : acts[below(5)]();
+            below(9) || host.page() == 0 ? void() : moveStage();
+        }
+        disconnectAll();
+        QCOMPARE(strayed().join('|'), QString());
+        connectAll();
+    }
+    QVERIFY(moves > 100);
 }
 
 QTEST_MAIN(TestHostBehaviour)
