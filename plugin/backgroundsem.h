@@ -124,7 +124,8 @@ private:
     void createStageMap();
     void finishStageMap(const PairFit &fit, const QMatrix &map, const QPointF &firstStage,
                         const QPointF &firstDesign);
-    static QString explain(const PairFit &fit, int pairs);
+    QString explain(const PairFit &fit, int pairs) const;
+    QString missingText() const;
     void showStatus(const QString &text);
 
     // Alignment workflow.

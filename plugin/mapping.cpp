@@ -19,8 +19,10 @@ QString number(double value)
 } // namespace
 
 /// What is wrong with pairs that give no map, and what holds instead, for the user.
-QString backgroundSEM::explain(const PairFit &fit, int pairs)
+QString backgroundSEM::explain(const PairFit &fit, int pairs) const
 {
+    if (!missing.isEmpty())
+        return missingText();
     QString why;
     if (fit.flaw == PairFit::OnePlace)
         why = tr("Pairs 1 and 2 lie at the same place.");
@@ -35,9 +37,16 @@ QString backgroundSEM::explain(const PairFit &fit, int pairs)
                   .arg(number(fit.scaleX), number(fit.scaleY));
     if (fit.flaw == PairFit::WrongScale)
         why += QLatin1Char('\n') + tr("From 0.83 to 1.25 times is accepted.");
+    if (fit.flaw == PairFit::WrongScale && pairs == pairCount)
+        why += QLatin1Char('\n') + tr("Less also means turned, and less than 0 mirrored.");
     return tr("The pairs do not fit each other.") + QLatin1Char('\n') + why + QLatin1Char('\n')
         + tr("The image follows pair 1 alone, as if the wafer lay straight and had its nominal "
              "size.");
+}
+
+QString backgroundSEM::missingText() const
+{
+    return tr("pair %1 has not been aligned yet").arg(missing.contains(1) ? 1 : 2);
 }
 
 void backgroundSEM::createStageMap(QPointF stage, QPointF design)

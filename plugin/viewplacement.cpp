@@ -196,7 +196,7 @@ void backgroundSEM::getView(double zoom, int centreX, int centreY, int width, in
     if (!isPlaced() || lastViewField == 0 || stageMap.isIdentity())
         showStatus(tr("the image has not been placed yet"));
     else if (!missing.isEmpty())
-        showStatus(tr("pair %1 has not been aligned yet").arg(missing.contains(1) ? 1 : 2));
+        showStatus(missingText());
     else
         moveStageToView(centre, qMax(width, height) / zoom * databaseUnits * 1000);
 }

@@ -152,7 +152,8 @@ void TestPlugin::panelUse()
         QCOMPARE(list->currentText() != before, focused);
     }
     const int width = host.panel->minimumSizeHint().width();
-    const QString text = "a long word: " + QString(1000, 'W') + ", and " + QString("more ").repeated(1000);
+    const QString text =
+        "a long word: " + QString(1000, 'W') + ", and " + QString("more ").repeated(1000);
     tell("disconnected");
     tell(text);
     for (int i = 0; i < 3000; ++i)
@@ -165,7 +166,8 @@ void TestPlugin::panelUse()
     QCOMPARE(host.panel->minimumSizeHint().width(), width);
     QVERIFY(host.panel->minimumSizeHint().height() < 2000);
     const QString info = host.text("infoText");
-    QVERIFY(info.startsWith("Under Development\n") && info.contains("!\n\nthe information number "));
+    QVERIFY(info.startsWith("Under Development\n")
+            && info.contains("!\n\nthe information number "));
     QVERIFY(info.endsWith("\nthe information number 2999\n" + text) && info.size() <= 65536);
 }
 
