@@ -18,12 +18,23 @@ bool scaleFits(double measured, double nominal)
     return nominal <= 1.2 * measured && 0.8 * measured <= nominal;
 }
 
-bool accept(const QMatrix &candidate, QMatrix *map)
+PairFit fit(PairFit::Flaw flaw, double scaleX = 1, double scaleY = 1)
 {
+    const PairFit result = { flaw, scaleX, scaleY };
+    return result;
+}
+
+/// Takes a candidate whose scales, in database units per mm, fit; `degenerate` is what is wrong
+/// with one that has no inverse.
+PairFit judge(const QMatrix &candidate, double scaleX, double scaleY, double nominal,
+              PairFit::Flaw degenerate, QMatrix *map)
+{
+    if (!scaleFits(scaleX, nominal) || !scaleFits(scaleY, nominal))
+        return fit(PairFit::WrongScale, scaleX / nominal, scaleY / nominal);
     if (!isUsable(candidate))
-        return false;
+        return fit(degenerate);
     *map = candidate;
-    return true;
+    return fit(PairFit::NoFlaw);
 }
 
 /// Points as columns in homogeneous form.
@@ -61,33 +72,32 @@ QMatrix onePairMap(const AlignmentPair &pair, double databaseUnits)
     return map;
 }
 
-bool twoPairMap(const AlignmentPair &first, const AlignmentPair &second, double databaseUnits,
-                QMatrix *map)
+PairFit twoPairMap(const AlignmentPair &first, const AlignmentPair &second, double databaseUnits,
+                   QMatrix *map)
 {
     const QPointF stageSide = second.stage - first.stage;
     const QPointF designSide = second.design - first.design;
+    if (stageSide.isNull() || designSide.isNull())
+        return fit(PairFit::OnePlace);
     const double scale = length(designSide) / length(stageSide);
-    if (!scaleFits(scale, nominalStageScale(databaseUnits)))
-        return false;
     QMatrix candidate;
     candidate.translate(first.design.x(), first.design.y());
     candidate.scale(-scale, -scale);
     // The line that runs back makes good for the negative scale: no mirroring remains.
     candidate.rotate(QLineF(stageSide, QPointF()).angle() - QLineF(QPointF(), designSide).angle());
     candidate.translate(-first.stage.x(), -first.stage.y());
-    return accept(candidate, map);
+    return judge(candidate, scale, scale, nominalStageScale(databaseUnits), PairFit::OnePlace, map);
 }
 
-bool threePairMap(const AlignmentPair pairs[3], double databaseUnits, QMatrix *map)
+PairFit threePairMap(const AlignmentPair pairs[3], double databaseUnits, QMatrix *map)
 {
     bool invertible = false;
     const QTransform stage =
         columns(pairs[0].stage, pairs[1].stage, pairs[2].stage).inverted(&invertible);
     if (!invertible)
-        return false;
+        return fit(PairFit::OneLine);
     const QTransform design = columns(pairs[0].design, pairs[1].design, pairs[2].design);
     const QMatrix candidate = (design * stage).transposed().toAffine();
-    const double nominal = nominalStageScale(databaseUnits);
-    return scaleFits(-candidate.m11(), nominal) && scaleFits(-candidate.m22(), nominal)
-        && accept(candidate, map);
+    return judge(candidate, -candidate.m11(), -candidate.m22(), nominalStageScale(databaseUnits),
+                 PairFit::OneLine, map);
 }

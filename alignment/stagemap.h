@@ -23,13 +23,28 @@ bool isUsable(const QMatrix &map);
 /// The map through one pair, at nominal scale and orientation.
 QMatrix onePairMap(const AlignmentPair &pair, double databaseUnits);
 
-/// The similarity (shift, rotation, uniform scale) through two pairs. False, and `map` untouched,
-/// if the scale lies outside nominal / 1.2 to nominal / 0.8 or the pairs coincide.
-bool twoPairMap(const AlignmentPair &first, const AlignmentPair &second, double databaseUnits,
-                QMatrix *map);
+/// How far pairs agree with what a stage can do.
+struct PairFit {
+    enum Flaw {
+        NoFlaw,
+        OnePlace, ///< two stage positions or two design points coincide
+        OneLine, ///< three of them lie on one line
+        WrongScale ///< a scale lies outside 1 / 1.2 to 1 / 0.8
+    };
+    Flaw flaw;
+    /// Measured scales as parts of the nominal one, set with WrongScale: two pairs have one for
+    /// both, of three each axis has its own, negative where the design is mirrored.
+    double scaleX;
+    double scaleY;
+};
 
-/// The affine map through three pairs. False, and `map` untouched, if the stage positions lie on
-/// one line or a diagonal term lies outside minus nominal / 1.2 to minus nominal / 0.8.
-bool threePairMap(const AlignmentPair pairs[3], double databaseUnits, QMatrix *map);
+/// The similarity (shift, rotation, uniform scale) through two pairs. `map` is untouched if there
+/// is a flaw.
+PairFit twoPairMap(const AlignmentPair &first, const AlignmentPair &second, double databaseUnits,
+                   QMatrix *map);
+
+/// The affine map through three pairs; the scales are its diagonal terms. `map` is untouched if
+/// there is a flaw.
+PairFit threePairMap(const AlignmentPair pairs[3], double databaseUnits, QMatrix *map);
 
 #endif

@@ -17,7 +17,7 @@ public:
 public slots:
     /// Shows a status text. One that begins with "connected" or "disconnec" turns to the operating
     /// or the connection page; one that begins with "info:" is added to the information label
-    /// instead.
+    /// instead, which keeps the newest lines of 64 KiB.
     void setStatus(QString status);
 
     /// Appends the detectors of the microscope's enumeration, lines of the form key=value, to the

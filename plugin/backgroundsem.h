@@ -10,6 +10,7 @@
 #include <QPointF>
 #include <QPointer>
 #include <QPolygonF>
+#include <QSet>
 #include <QString>
 #include <QTimer>
 
@@ -18,6 +19,7 @@ class QSettings;
 class QWidget;
 class semControl;
 class tescan;
+struct PairFit;
 
 /// The plugin object: what the host sees of the library. It builds the control panel and the link
 /// to the microscope, wires the two, composes the background image and keeps stage and design in
@@ -120,8 +122,10 @@ private:
     void createStageMap(QPointF stage, QPointF design);
     void createStageMap(QPointF stage1, QPointF design1, QPointF stage2, QPointF design2);
     void createStageMap();
-    void finishStageMap(bool accepted, const QMatrix &map, const QPointF &firstStage,
+    void finishStageMap(const PairFit &fit, const QMatrix &map, const QPointF &firstStage,
                         const QPointF &firstDesign);
+    QString explain(const PairFit &fit, int pairs) const;
+    QString missingText() const;
     void showStatus(const QString &text);
 
     // Alignment workflow.
@@ -130,7 +134,11 @@ private:
     void alignRow(int pair);
     void startRow(int pair);
     void confirmRow(int pair);
-    void showRow(int pair, const QString &icon, const QString &text);
+    enum RowLook { RowIdle, RowInWork, RowRecorded, RowRejected };
+    void showVerdict(int pair); ///< on the map that came of recording the pair
+    void showRow(int pair, RowLook look);
+    void explainRow(int pair, RowLook look);
+    void resetRows();
     void enableRow(int pair, bool enabled);
     void enableClear(bool enabled);
 
@@ -166,6 +174,9 @@ private:
     QMatrix stageMap; ///< stage (mm) to design (database units)
     bool stageToViewPending; ///< the next view report moves the stage
     Handover *handler; ///< the innermost one that handles a signal of the panel
+    QString mapFlaw; ///< why the pairs were rejected, empty while they are in force
+    QSet<int> unticked; ///< rows whose pair led to a rejection
+    QSet<int> missing; ///< pairs whose points only fill the list up to a later pair
 };
 
 #endif

@@ -68,8 +68,10 @@ void backgroundSEM::init()
     prepareImage();
     wire();
     alignState = StateAwaitView;
-    for (int pair = 1; pair <= pairCount; ++pair)
+    for (int pair = 1; pair <= pairCount; ++pair) {
+        explainRow(pair, RowIdle);
         enableRow(pair, false);
+    }
     enableClear(false);
     emit imageUpdate();
 }
@@ -153,6 +155,9 @@ void backgroundSEM::connectToSEM()
     sem->connectToSEM(panel->host->text(), panel->port->value(), 0);
     if (!alive)
         return;
+    // The host's view replaces the pairs. A row that went on from them would record a pair with
+    // none before it.
+    resetRows();
     alignState = StateAwaitView;
     emit requestView();
 }

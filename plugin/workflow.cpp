@@ -14,9 +14,6 @@ const int minimumNameLength = 3;
 // Fewer than two pairs are no alignment worth coming back to.
 const int minimumStoredPoints = 4;
 
-const char editIcon[] = ":/icons/editicon.png";
-const char okIcon[] = ":/icons/ok.png";
-
 QPushButton *rowButton(semControl *panel, int pair)
 {
     QPushButton *const buttons[] = { panel->align1, panel->align2, panel->align3 };
@@ -64,14 +61,14 @@ void backgroundSEM::alignRow(int pair)
 void backgroundSEM::startRow(int pair)
 {
     const QPointer<backgroundSEM> alive(this);
-    const bool recorded = alignPoints.size() >= 2 * pair;
+    const bool recorded = alignPoints.size() >= 2 * pair && !missing.contains(pair);
     if (recorded)
         moveStage(alignPoints.at(2 * pair - 1));
     alignState = (recorded ? StateSeeking1 : StatePositioning1) + pair - 1;
     emit requestAlignManuel();
     if (!alive)
         return;
-    showRow(pair, QLatin1String(editIcon), tr("align"));
+    showRow(pair, RowInWork);
     for (int other = 1; other <= pairCount; ++other)
         if (other != pair)
             enableRow(other, false);
@@ -85,7 +82,7 @@ void backgroundSEM::confirmRow(int pair)
     emit requestDefaultMode();
     if (!alive)
         return;
-    showRow(pair, QLatin1String(okIcon), tr("re-align"));
+    showRow(pair, RowRecorded);
     for (int other = 1; other <= pairCount; ++other) {
         const bool missesPair2 = pair == 1 && other == 3 && alignPoints.size() <= 3;
         if (other != pair && !missesPair2)
@@ -94,12 +91,61 @@ void backgroundSEM::confirmRow(int pair)
     enableClear(true);
 }
 
-void backgroundSEM::showRow(int pair, const QString &icon, const QString &text)
+/// A rejected pair loses its tick. The next map that is accepted holds all pairs and gives back all
+/// ticks.
+void backgroundSEM::showVerdict(int pair)
 {
+    if (!mapFlaw.isEmpty())
+        unticked.insert(pair);
+    const QSet<int> rows = unticked;
+    for (int row = 1; row <= pairCount; ++row)
+        if (rows.contains(row))
+            showRow(row, mapFlaw.isEmpty() ? RowRecorded : RowRejected);
+}
+
+void backgroundSEM::showRow(int pair, RowLook look)
+{
+    const struct {
+        const char *icon; // null: none
+        QString text;
+    } looks[] = { { 0, tr("start alignment") },
+                  { ":/icons/editicon.png", tr("align") },
+                  { ":/icons/ok.png", tr("re-align") },
+                  { 0, tr("re-align") } };
+    if (look != RowRejected)
+        unticked.remove(pair);
     if (!panel)
         return;
-    rowStatus(panel, pair)->setPixmap(icon.isEmpty() ? QPixmap() : QPixmap(icon));
-    rowButton(panel, pair)->setText(text);
+    const char *const icon = looks[look].icon;
+    rowStatus(panel, pair)->setPixmap(icon ? QPixmap(QLatin1String(icon)) : QPixmap());
+    rowButton(panel, pair)->setText(looks[look].text);
+    explainRow(pair, look);
+}
+
+void backgroundSEM::explainRow(int pair, RowLook look)
+{
+    const QString texts[] = {
+        tr("Starts pair %1. Then move the image until it lies on the design."),
+        tr("Press once the image lies on the design: its centre and the stage position become "
+           "pair %1."),
+        tr("Pair %1 is recorded. Press to go there and align it anew."),
+    };
+    if (!panel)
+        return;
+    const QString toolTip = look == RowRejected ? mapFlaw : texts[look].arg(pair);
+    rowButton(panel, pair)->setToolTip(toolTip);
+    rowStatus(panel, pair)->setToolTip(toolTip);
+}
+
+/// The rows claim no pairs; row 1 is open if it was.
+void backgroundSEM::resetRows()
+{
+    for (int pair = 1; pair <= pairCount; ++pair) {
+        showRow(pair, RowIdle);
+        if (pair > 1)
+            enableRow(pair, false);
+    }
+    enableClear(false);
 }
 
 void backgroundSEM::enableRow(int pair, bool enabled)
@@ -119,11 +165,8 @@ void backgroundSEM::alignClear()
     const Handover handling(&handler);
     if (!sem)
         return;
-    for (int pair = 1; pair <= pairCount; ++pair) {
-        showRow(pair, QString(), tr("start alignment"));
-        enableRow(pair, pair == 1);
-    }
-    enableClear(false);
+    resetRows();
+    enableRow(1, true);
     alignState = StateAwaitView;
     emit requestView();
 }
@@ -137,8 +180,12 @@ void backgroundSEM::getDesignName(QString name)
     if (stored.size() < minimumStoredPoints)
         return;
     alignPoints = stored;
+    missing.clear();
     createStageMap();
     alignState = StateAligned;
+    unticked.clear(); // they were of other pairs
+    for (int pair = 1; pair <= pairCount && 2 * pair <= stored.size(); ++pair)
+        explainRow(pair, mapFlaw.isEmpty() ? RowRecorded : RowRejected);
     const QPointer<backgroundSEM> alive(this);
     emit posUpdate();
     if (!alive)

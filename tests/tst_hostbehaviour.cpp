@@ -57,6 +57,7 @@ private slots:
     void askedWhileThePanelGoes();
     void windowGoesFirst();
     void anyOrder();
+    void stageGoesWhereItIsSent();
 };
 
 void TestHostBehaviour::deletedWithinSignal_data()
@@ -248,6 +249,68 @@ void TestHostBehaviour::anyOrder()
         QVERIFY(host.showsLiveImage(QByteArray(1, char(round))));
         host.forget();
     }
+}
+
+/// In whatever order rows, connections, designs and views come, and however late the host answers:
+/// the stage goes only to pairs, and to the centres of views. The wafer lies straight and the user
+/// always puts the image in its place, so all maps made of real pairs are the same.
+void TestHostBehaviour::stageGoesWhereItIsSent()
+{
+    const auto shown = [](const QPointF &at) { return QPointF(3e6, -2e6) - 1e6 * at; };
+    PluginFixture host({ { "alignMap", "chip;-2000000;-7000000;5;5;-3000000;-7000000;6;5" } });
+    QPointF stage(10, 20);
+    QSet<QString> allowed = { "5.000000e+00 5.000000e+00", "6.000000e+00 5.000000e+00" };
+    std::mt19937 random;
+    int moves = 0;
+    const auto below = [&](int limit) { return int(random() % unsigned(limit)); };
+    const auto anywhere = [&] { return QPointF(1 + below(19000), 1 + below(19000)) / 1000; };
+    const auto view = [&](const QPointF &at) { // the host's from now on
+        allowed << QString("%1 %2").arg(at.x(), 0, 'e', 6).arg(at.y(), 0, 'e', 6);
+        host.viewCentre = shown(at).toPoint();
+    };
+    const auto press = [&](const QByteArray &name) { // some hosts have their own menu
+        below(2) ? host.use(name) : void(host.call(name));
+    };
+    const std::function<void()> acts[] = {
+        [&] { host.use("disconnectButton"), spinUntil([&] { return host.microscope.isAlone(); }); },
+        [&] { host.pressConnect(), spinUntil([&] { return host.page() == 1; }); },
+        [&] { host.plugin->getDesignName(below(2) ? "chip" : "other"); },
+        [&] { press("alignClear"); },
+        [&] {
+            host.getView();
+            view(anywhere());
+            press("stageToView");
+            view(stage);
+            host.getView();
+        },
+        [&] { // nothing that waits for an answer is left to be done at the next place
+            if (host.page() == 0)
+                return;
+            host.answering = true;
+            host.getView(), host.getPos();
+            view(stage = anywhere());
+            const QByteArray mark = "mark " + QByteArray::number(below(1 << 30));
+            host.microscope.setStage(stage.x(), stage.y());
+            host.microscope.reply(wire::message("TcpGetVersion", wire::text(mark)));
+            spinUntil([&] { return host.text("infoText").endsWith(mark); });
+        },
+    };
+    view(stage);
+    QVERIFY(host.place());
+    for (int round = 0; round < (sanitized ? 10 : 40); ++round) {
+        random.seed(unsigned(round));
+        for (int i = 0; i < 150; ++i) {
+            host.answering = below(5) > 0;
+            host.dragImageTo(shown(stage));
+            below(3) ? press(QByteArray("align") + char('1' + below(3))) : acts[below(6)]();
+        }
+        acts[0]();
+        for (const QString &move : host.microscope.commands().filter("StgMoveTo"))
+            QVERIFY2(++moves && allowed.contains(move.section(' ', 1, 2)), qPrintable(move));
+        host.forget();
+        acts[1]();
+    }
+    QVERIFY(moves > 50);
 }
 
 QTEST_MAIN(TestHostBehaviour)

@@ -59,6 +59,7 @@ class TestPlugin : public QObject {
 private slots:
     void lifeWithoutMicroscope();
     void panelTexts();
+    void panelUse();
     void detectorList();
     void userActions();
     void composed();
@@ -118,6 +119,56 @@ void TestPlugin::panelTexts()
     QMetaObject::invokeMethod(host.panel, "setStatus", Q_ARG(QString, markup));
     for (const char *name : { "infoText", "statusDisplay" }) // text, never the picture
         QVERIFY(host.widget<QLabel>(name)->heightForWidth(2000) < 300);
+}
+
+void TestPlugin::panelUse()
+{
+    PluginFixture host({ { "display", 0 } });
+    host.plugin->init();
+    for (const char *control : { "QAbstractButton", "QComboBox", "QSpinBox" })
+        for (const QWidget *widget : host.panel->findChildren<QWidget *>())
+            QVERIFY2(!widget->inherits(control) || !widget->toolTip().isEmpty(), control);
+    host.panel->show();
+    for (const char *field : { "host", "port" }) { // Return connects
+        host.widget<QLineEdit>("host")->setText("127.0.0.1");
+        host.widget<QSpinBox>("port")->setValue(host.microscope.port());
+        QTest::keyClick(host.widget(field), Qt::Key_Return);
+        SPIN_COMPARE(host.page(), 1);
+        host.use("disconnectButton");
+        SPIN_VERIFY(host.microscope.isAlone());
+    }
+    const auto tell = [&](const QString &status) {
+        QMetaObject::invokeMethod(host.panel, "setStatus", Q_ARG(QString, status));
+    };
+    tell("connected");
+    auto *list = host.widget<QComboBox>("dwellTime");
+    for (const bool focused : { false, true }) {
+        focused ? list->setFocus() : list->clearFocus();
+        SPIN_VERIFY(list->hasFocus() == focused);
+        const QString before = list->currentText();
+        QWheelEvent wheel({ 5, 5 }, list->mapToGlobal(QPoint(5, 5)), {}, { 0, -120 }, Qt::NoButton,
+                          Qt::NoModifier, Qt::NoScrollPhase, false);
+        QCoreApplication::sendEvent(list, &wheel);
+        QCOMPARE(list->currentText() != before, focused);
+    }
+    const int width = host.panel->minimumSizeHint().width();
+    const QString text =
+        "a long word: " + QString(1000, 'W') + ", and " + QString("more ").repeated(1000);
+    tell("disconnected");
+    tell(text);
+    for (int i = 0; i < 3000; ++i)
+        tell(QString("info: the information number %1").arg(i));
+    tell("info: " + text);
+    for (int i = 0; i < 9; ++i) // a layout has the next one do its part
+        QCoreApplication::processEvents();
+    QCOMPARE(host.text("statusDisplay"), text);
+    QVERIFY(host.widget("statusDisplay")->toolTip().contains(text));
+    QCOMPARE(host.panel->minimumSizeHint().width(), width);
+    QVERIFY(host.panel->minimumSizeHint().height() < 2000);
+    const QString info = host.text("infoText");
+    QVERIFY(info.startsWith("Under Development\n")
+            && info.contains("!\n\nthe information number "));
+    QVERIFY(info.endsWith("\nthe information number 2999\n" + text) && info.size() <= 65536);
 }
 
 void TestPlugin::detectorList()
