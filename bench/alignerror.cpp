@@ -110,9 +110,12 @@ hosting::PairToConfirm Alignment::addPair()
 bool Alignment::makeMap()
 {
     const int count = m_recorded.size();
-    const bool made = count == 1
-        || (count == 2 && twoPairMap(m_recorded[0], m_recorded[1], databaseUnit, &m_map))
-        || (count == 3 && threePairMap(m_recorded.constData(), databaseUnit, &m_map));
+    PairFit fit = { PairFit::NoFlaw, 1, 1 };
+    if (count == 2)
+        fit = twoPairMap(m_recorded[0], m_recorded[1], databaseUnit, &m_map);
+    else if (count == 3)
+        fit = threePairMap(m_recorded.constData(), databaseUnit, &m_map);
+    const bool made = fit.flaw == PairFit::NoFlaw;
     if (count == 1 || !made)
         m_map = onePairMap(m_recorded[0], databaseUnit);
     for (int i = 1; i < count; ++i)

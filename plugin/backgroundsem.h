@@ -124,8 +124,7 @@ private:
     void createStageMap();
     void finishStageMap(const PairFit &fit, const QMatrix &map, const QPointF &firstStage,
                         const QPointF &firstDesign);
-    QString explain(const PairFit &fit, int pairs) const;
-    QString missingText() const;
+    static QString explain(const PairFit &fit, int pairs);
     void showStatus(const QString &text);
 
     // Alignment workflow.
@@ -176,7 +175,6 @@ private:
     Handover *handler; ///< the innermost one that handles a signal of the panel
     QString mapFlaw; ///< why the pairs were rejected, empty while they are in force
     QSet<int> unticked; ///< rows whose pair led to a rejection
-    QSet<int> missing; ///< pairs whose points only fill the list up to a later pair
 };
 
 #endif

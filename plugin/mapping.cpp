@@ -19,10 +19,8 @@ QString number(double value)
 } // namespace
 
 /// What is wrong with pairs that give no map, and what holds instead, for the user.
-QString backgroundSEM::explain(const PairFit &fit, int pairs) const
+QString backgroundSEM::explain(const PairFit &fit, int pairs)
 {
-    if (!missing.isEmpty())
-        return missingText();
     QString why;
     if (fit.flaw == PairFit::OnePlace)
         why = tr("Pairs 1 and 2 lie at the same place.");
@@ -42,11 +40,6 @@ QString backgroundSEM::explain(const PairFit &fit, int pairs) const
     return tr("The pairs do not fit each other.") + QLatin1Char('\n') + why + QLatin1Char('\n')
         + tr("The image follows pair 1 alone, as if the wafer lay straight and had its nominal "
              "size.");
-}
-
-QString backgroundSEM::missingText() const
-{
-    return tr("pair %1 has not been aligned yet").arg(missing.contains(1) ? 1 : 2);
 }
 
 void backgroundSEM::createStageMap(QPointF stage, QPointF design)
@@ -89,7 +82,7 @@ void backgroundSEM::finishStageMap(const PairFit &fit, const QMatrix &map,
 {
     if (fit.flaw == PairFit::NoFlaw) {
         stageMap = map;
-        if (alignState == StateAligned && missing.isEmpty())
+        if (alignState == StateAligned)
             alignMap.insert(designName, alignPoints);
         showStatus(tr("alignment complete"));
     } else {

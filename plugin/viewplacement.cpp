@@ -152,11 +152,8 @@ bool backgroundSEM::alignStep(const HostValues &host)
 void backgroundSEM::recordPair(int pair, const QPointF &design)
 {
     alignState = StateAligned;
-    for (int before = alignPoints.size() / 2 + 1; before < pair; ++before)
-        missing.insert(before);
     while (alignPoints.size() < 2 * pair)
         alignPoints.append(QPointF());
-    missing.remove(pair);
     alignPoints[2 * pair - 2] = design;
     alignPoints[2 * pair - 1] = QPointF(sem->stageX, sem->stageY);
     createStageMap();
@@ -186,19 +183,16 @@ void backgroundSEM::getView(double zoom, int centreX, int centreY, int width, in
     const QPointer<backgroundSEM> alive(this);
     if (alignState == StateAwaitView || alignState == StateViewNoted) {
         alignPoints = QPolygonF(QVector<QPointF>(1, centre));
-        missing.clear();
         alignState = StateViewNoted;
         emit posUpdate();
     }
     if (!alive || !stageToViewPending)
         return;
     stageToViewPending = false;
-    if (!isPlaced() || lastViewField == 0 || stageMap.isIdentity())
-        showStatus(tr("the image has not been placed yet"));
-    else if (!missing.isEmpty())
-        showStatus(missingText());
-    else
+    if (isPlaced() && lastViewField != 0 && !stageMap.isIdentity())
         moveStageToView(centre, qMax(width, height) / zoom * databaseUnits * 1000);
+    else
+        showStatus(tr("the image has not been placed yet"));
 }
 
 /// Shows `centre` (design) under the beam, with the view field in mm; nothing if either is not

@@ -61,7 +61,7 @@ void backgroundSEM::alignRow(int pair)
 void backgroundSEM::startRow(int pair)
 {
     const QPointer<backgroundSEM> alive(this);
-    const bool recorded = alignPoints.size() >= 2 * pair && !missing.contains(pair);
+    const bool recorded = alignPoints.size() >= 2 * pair;
     if (recorded)
         moveStage(alignPoints.at(2 * pair - 1));
     alignState = (recorded ? StateSeeking1 : StatePositioning1) + pair - 1;
@@ -180,7 +180,6 @@ void backgroundSEM::getDesignName(QString name)
     if (stored.size() < minimumStoredPoints)
         return;
     alignPoints = stored;
-    missing.clear();
     createStageMap();
     alignState = StateAligned;
     unticked.clear(); // they were of other pairs
