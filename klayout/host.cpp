@@ -34,6 +34,8 @@ Host::Host(QMainWindow *window, const Event &event)
     setObjectName("semHost");
     m_background.setObjectName("semBackground");
     m_background.setParent(this);
+    m_statusLine.setObjectName("semStatusLine");
+    m_statusLine.setParent(this);
     m_overlay.setSamplingOffset(samplingOffset);
     m_overlay.setDesignOffKey(Qt::Key_D);
     m_overlay.setStatusLine(&m_statusLine);

@@ -2,6 +2,7 @@
 #define TESTS_KLAYOUTSESSION_H
 
 #include "hosting/background.h"
+#include "hosting/statusline.h"
 #include "hosting/view.h"
 #include "simulator/simulator.h"
 #include "tests/crossfinder.h"
@@ -52,6 +53,11 @@ struct KLayoutSession {
     {
         auto *found = host()->findChild<QObject *>("semBackground");
         return static_cast<hosting::Background *>(found);
+    }
+    QString statusLine() const
+    {
+        auto *found = host()->findChild<QObject *>("semStatusLine");
+        return static_cast<hosting::StatusLine *>(found)->text();
     }
     template <typename Widget> Widget *widget(const char *name) const
     {
@@ -224,10 +230,10 @@ struct KLayoutSession {
         drag(design, QPointF(0, -std::log(factor) / std::log(scalePerPixel)), Qt::ControlModifier);
     }
 
-    QImage screen()
+    void keepPicture(const char *file)
     {
         waitForFrames(3);
-        return window->grab().toImage();
+        window->grab().save(file);
     }
 
     simulator::Simulator *microscope;

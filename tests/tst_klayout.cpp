@@ -9,6 +9,7 @@
 
 #include <QRandomGenerator>
 #include <QListWidget>
+#include <QMessageBox>
 #include <QTemporaryDir>
 
 class tst_klayout : public QObject {
@@ -22,6 +23,7 @@ private slots:
     void imageFollowsTheLayout();
     void outlinesAreNotSaved();
     void cloneLiesWhereTheImageLay();
+    void startedRowIsGivenUp();
     void alignmentComesBackWithItsDesign();
 
 private:
@@ -123,7 +125,8 @@ double tst_klayout::measure(int pairs)
 void tst_klayout::threePairsBringEverythingInRegister()
 {
     m_session->moveStageToView(crossAt(1), 0.8);
-    m_session->screen().save("register-before.png");
+    QVERIFY(m_session->statusLine().startsWith("not aligned"));
+    m_session->keepPicture("register-before.png");
     for (double fieldMm : { wideFieldMm, middleFieldMm, fineFieldMm }) {
         alignAt(1, fieldMm);
         if (QTest::currentTestFailed())
@@ -139,7 +142,8 @@ void tst_klayout::threePairsBringEverythingInRegister()
     QVERIFY(two < one);
     QVERIFY2(three < 1, qPrintable(QString::number(three)));
     m_session->moveStageToView(crossAt(1), 0.8);
-    m_session->screen().save("register-after.png");
+    QVERIFY(m_session->statusLine().startsWith("three pairs"));
+    m_session->keepPicture("register-after.png");
 }
 
 void tst_klayout::moveStageToViewFindsAnyPlace()
@@ -265,6 +269,30 @@ void tst_klayout::cloneLiesWhereTheImageLay()
     evaluate("window.save_session('" + m_folder.filePath("session").toUtf8() + "')");
     QFile session(m_folder.filePath("session"));
     QVERIFY(session.open(QIODevice::ReadOnly) && session.readAll().contains("sem-clones"));
+}
+
+/// A slip in a row costs nothing: the doubt is spoken out, and Esc brings the alignment back.
+void tst_klayout::startedRowIsGivenUp()
+{
+    auto *row = m_session->widget<QPushButton>("align3");
+    QTest::mouseClick(row, Qt::LeftButton);
+    QTRY_VERIFY(m_session->statusLine().startsWith("being aligned: pair 3"));
+    QString question;
+    QTimer::singleShot(1000, [&question] {
+        if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
+            question = box->text();
+            box->button(QMessageBox::No)->click();
+        }
+    });
+    QTest::mouseClick(row, Qt::LeftButton);
+    QTRY_VERIFY(question.contains("not moved"));
+    m_session->moveStageToView(crossAt(4), fineFieldMm);
+    QVERIFY(QLineF(m_session->background()->centre(), m_session->view().centre).length() < 1e3);
+    m_session->drag(crossAt(4), QPointF(120, 80), Qt::NoModifier);
+    m_session->keepPicture("row-in-work.png");
+    QTest::keyClick(m_session->canvas(), Qt::Key_Escape);
+    verifyRestored(1);
+    QVERIFY(m_session->statusLine().startsWith("restored: three pairs"));
 }
 
 /// In the first picture, before the stage has moved.
