@@ -14,17 +14,19 @@
 namespace hosting {
 
 static const int wrapped = Qt::TextWordWrap | Qt::AlignLeft;
+static const QMargins padding(8, 3, 8, 3); ///< round a text
 static const int markReach = 24; ///< screen pixels by which marks and frame exceed the image
 static const double dimmed = 0.45; ///< opacity of an image that is no longer live
 
 static int lineHeight(const QFontMetrics &metrics)
 {
-    return metrics.height() + 6;
+    return metrics.height() + padding.top() + padding.bottom();
 }
 
 static QSize lineSize(const QFontMetrics &metrics, const QString &text)
 {
-    return QSize(metrics.horizontalAdvance(text) + 16, lineHeight(metrics));
+    return QSize(metrics.horizontalAdvance(text) + padding.left() + padding.right(),
+                 lineHeight(metrics));
 }
 
 /// Where the live image lies on the canvas, a little beyond its edges; empty if it is not shown.
@@ -38,7 +40,8 @@ QRect CanvasOverlay::imageArea() const
     return area.intersected(nearby).toAlignedRect();
 }
 
-/// Below the image; at the canvas's lower right if that is beyond it (the other corners are in use).
+/// Below the image; at the canvas's lower right if that is beyond it (the other corners are in
+/// use).
 QRect CanvasOverlay::statusArea() const
 {
     const QString text = m_status ? m_status->text() : QString();
@@ -226,7 +229,7 @@ static void paintLine(QPainter *painter, const QRect &box, const QString &text,
         return;
     painter->fillRect(box, colour);
     painter->setPen(colour.lightness() > 128 ? Qt::black : Qt::white);
-    painter->drawText(box, Qt::AlignVCenter | wrapped, text);
+    painter->drawText(box - padding, Qt::AlignVCenter | wrapped, text);
 }
 
 void CanvasOverlay::paintTexts(QPainter *painter) const
@@ -236,8 +239,8 @@ void CanvasOverlay::paintTexts(QPainter *painter) const
     const QString mode = m_mode->title() + " \u2013 " + m_mode->instruction();
     if (m_mode->mode() != AlignMode::Off)
         paintLine(painter, QRect(QPoint(), lineSize(metrics, mode)), mode, m_mode->colour());
-    const QRect below = m_canvas->rect().adjusted(0, line, 0, 0);
-    paintLine(painter, painter->boundingRect(below, wrapped, notice()), notice(),
+    const QRect below = m_canvas->rect().adjusted(0, line, 0, 0) - padding;
+    paintLine(painter, painter->boundingRect(below, wrapped, notice()) + padding, notice(),
               QColor(200, 60, 40));
     if (m_status)
         paintLine(painter, statusArea(), m_status->text(), m_status->colour());

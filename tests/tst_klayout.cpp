@@ -8,6 +8,7 @@
 #include "tests/klayoutsession.h"
 
 #include <QRandomGenerator>
+#include <QCheckBox>
 #include <QListWidget>
 #include <QMessageBox>
 #include <QTemporaryDir>
@@ -18,12 +19,12 @@ class tst_klayout : public QObject {
 private slots:
     void initTestCase();
     void threePairsBringEverythingInRegister();
+    void startedRowIsGivenUp();
     void moveStageToViewFindsAnyPlace();
     void canvasShowsImageWhereTheLayoutIs();
     void imageFollowsTheLayout();
     void outlinesAreNotSaved();
     void cloneLiesWhereTheImageLay();
-    void startedRowIsGivenUp();
     void alignmentComesBackWithItsDesign();
 
 private:
@@ -144,6 +145,11 @@ void tst_klayout::threePairsBringEverythingInRegister()
     m_session->moveStageToView(crossAt(1), 0.8);
     QVERIFY(m_session->statusLine().startsWith("three pairs"));
     m_session->keepPicture("register-after.png");
+    auto *contours = m_session->widget<QCheckBox>("contours");
+    contours->click();
+    m_session->showView(m_area.center(), 2.2);
+    m_session->keepPicture("predicted-error.png");
+    contours->click();
 }
 
 void tst_klayout::moveStageToViewFindsAnyPlace()
