@@ -89,7 +89,7 @@ void CanvasOverlay::followAlignment()
     const Design &design = m_session->design();
     m_contours.clear();
     if (m_contoursShown && design.isOpen())
-        m_contours = errorContours(AlignError(m_session->confirmedPairs()), design.extent,
+        m_contours = errorContours(AlignError(m_session->confirmedPairs(), m_session->assumption()), design.extent,
                                    design.micrometres());
     if (m_canvas)
         m_canvas->update();

@@ -7,6 +7,7 @@ namespace hosting {
 static const char posesKey[] = "background/poses";
 static const char pairsKey[] = "background/pairs";
 static const char clearedKey[] = "background/cleared";
+static const char turnKey[] = "background/turnDegrees", scaleKey[] = "background/scalePercent";
 
 using Numbers = QVector<double>;
 
@@ -64,11 +65,21 @@ template <typename Value> static void writeMap(const char *key, const QMap<QStri
     QSettings().setValue(key, stored);
 }
 
+static void readPositive(const char *key, double *value)
+{
+    const double stored = QSettings().value(key).toDouble();
+    if (stored > 0 && qIsFinite(stored))
+        *value = stored;
+}
+
 DesignMemory DesignMemory::read()
 {
     const QStringList cleared = QSettings().value(clearedKey).toStringList();
+    WaferAssumption assumption;
+    readPositive(turnKey, &assumption.turnDegrees);
+    readPositive(scaleKey, &assumption.scalePercent);
     return { readMap<Pose>(posesKey), readMap<QVector<PickedPair>>(pairsKey),
-             QSet<QString>(cleared.begin(), cleared.end()) };
+             QSet<QString>(cleared.begin(), cleared.end()), assumption };
 }
 
 void DesignMemory::write() const

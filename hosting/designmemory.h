@@ -1,6 +1,7 @@
 #ifndef HOSTING_DESIGNMEMORY_H
 #define HOSTING_DESIGNMEMORY_H
 
+#include "hosting/alignerror.h"
 #include "hosting/pose.h"
 
 #include <QMap>
@@ -24,6 +25,7 @@ struct DesignMemory {
     QMap<QString, Pose> poses; ///< in which the user put the image
     QMap<QString, QVector<PickedPair>> pairs; ///< of the stored alignment, by row
     QSet<QString> cleared; ///< those whose alignment the user does not want to see again
+    WaferAssumption assumption; ///< read only
 
     static DesignMemory read();
     /// All of it; call it when the plugin writes its part.

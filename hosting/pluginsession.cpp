@@ -9,6 +9,7 @@
 namespace hosting {
 
 static const int fetchIntervalMs = 33;
+static const int stageStandsMs = 1200; ///< the plugin asks for the position twice a second
 
 PluginSession::PluginSession(Background *background, QObject *parent)
     : QObject(parent)
@@ -17,6 +18,9 @@ PluginSession::PluginSession(Background *background, QObject *parent)
     m_imageTimer.setSingleShot(true);
     m_imageTimer.setTimerType(Qt::PreciseTimer);
     connect(&m_imageTimer, &QTimer::timeout, this, &PluginSession::fetchImage);
+    m_stageStands.setSingleShot(true);
+    m_stageStands.setInterval(stageStandsMs);
+    connect(&m_stageStands, &QTimer::timeout, this, &PluginSession::alignmentChanged);
     connect(background, &Background::movedByUser, this, &PluginSession::noteEdit);
 }
 

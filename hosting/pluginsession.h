@@ -83,6 +83,12 @@ public:
     /// True from when the user starts an alignment pair until it is confirmed or given up.
     bool isPairInWork() const { return m_pairInWork; }
     int rowInWork() const; ///< 1 to 3; 0 for none
+    /// How far the user put the image off the place where the map has it, database units.
+    QPointF movedByHand() const;
+    /// As far as it can be seen: the image follows the stage, and not while a row is in work.
+    bool isStageMoving() const { return m_stageStands.isActive(); }
+    /// What is taken for granted about wafers, from the settings.
+    const WaferAssumption &assumption() const { return m_memory.assumption; }
     double pixelSize() const { return m_nominal.pixelSize(); } ///< of the image, database units
     /// The confirmed pairs for reckoning; rows that came back without their points are left out.
     QVector<ConfirmedPair> confirmedPairs() const;
@@ -153,6 +159,7 @@ private:
     ControlPanel m_panel;
     QTimer m_imageTimer;
     QElapsedTimer m_sinceFetch;
+    QTimer m_stageStands; ///< after the last move that was seen
 
     Design m_design; ///< on the screen
     View m_view;

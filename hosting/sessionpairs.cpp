@@ -82,8 +82,15 @@ PairToConfirm PluginSession::pairToConfirm() const
             result.others.append(other);
     result.correction =
         Correction::between(m_mappedCentre * unit, m_poseBefore, centre, m_nominal.poseOf(now));
+    result.assumption = assumption();
     result.design = QRectF(m_design.extent.topLeft() * unit, m_design.extent.size() * unit);
     return result;
+}
+
+QPointF PluginSession::movedByHand() const
+{
+    return m_placed ? m_background->placement().centre(m_nominal.imageSize()) - m_mappedCentre
+                    : QPointF();
 }
 
 void PluginSession::noteEdit()

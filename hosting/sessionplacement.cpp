@@ -205,6 +205,7 @@ void PluginSession::settle(const Placement &before, Placement *placement)
     const QPointF moved = centre - before.centre(m_nominal.imageSize());
     if (std::hypot(moved.x(), moved.y()) > placement->scaleX / 1000) {
         m_mappedCentre = centre;
+        m_stageStands.start();
         m_disturbed = m_disturbed && m_pairInWork;
         m_waitsForMove = m_waitsForMove && m_pairInWork;
     }

@@ -3,6 +3,8 @@
 #include "hosting/livewatch.h"
 #include "hosting/pluginsession.h"
 
+#include <cmath>
+
 namespace hosting {
 
 static const QColor good(0, 130, 60), caution(215, 130, 0), bad(200, 40, 40), gone(110, 110, 110);
@@ -30,11 +32,6 @@ void StatusLine::setCursor(const std::optional<QPointF> &design)
 {
     m_cursor = design;
     look();
-}
-
-bool StatusLine::isAssumed() const
-{
-    return m_session->alignment().inForce == 0;
 }
 
 bool StatusLine::isLive() const
@@ -67,15 +64,29 @@ StatusLine::Basis StatusLine::basis() const
     if (alignment.inForce < alignment.pairs.size())
         return { tr("the pairs do not fit: pair 1 alone, turn and scale assumed"), bad };
     if (alignment.inForce == 1)
-        return { tr("one pair: turn and scale are assumed"), caution };
+        return { tr("one pair: turn and scale are assumed within %1\u00b0 and %2 %")
+                     .arg(m_session->assumption().turnDegrees)
+                     .arg(m_session->assumption().scalePercent),
+                 caution };
     return { pairsText(), good };
+}
+
+/// A place that the user gave the image holds until the stage moves, whatever the pairs say.
+QString StatusLine::handText() const
+{
+    const double unit = m_session->design().micrometres();
+    const QPointF offset = m_session->movedByHand();
+    const double distance = std::hypot(offset.x(), offset.y());
+    if (m_session->isPairInWork() || distance < m_session->pixelSize() / 100)
+        return QString();
+    return tr("moved %1 by hand").arg(lengthText(distance * unit));
 }
 
 QString StatusLine::errorText() const
 {
-    const AlignError error(m_session->confirmedPairs());
+    const AlignError error(m_session->confirmedPairs(), m_session->assumption());
     const double unit = m_session->design().micrometres();
-    if (!m_cursor || error.pairsInForce() != m_session->alignment().inForce)
+    if (!m_cursor || !handText().isEmpty() || error.pairsInForce() != m_session->alignment().inForce)
         return QString();
     const double micrometres = error.at(*m_cursor * unit);
     if (!qIsFinite(micrometres))
@@ -94,7 +105,9 @@ QString StatusLine::text() const
         parts << m_live->staleness();
     else
         parts << tr("not connected since %1").arg(m_session->lostSince().toString("hh:mm:ss"));
-    parts << basis().text << errorText() << m_live->progress();
+    parts << basis().text << handText() << errorText() << m_live->progress();
+    if (m_session->isStageMoving())
+        parts << tr("stage moving");
     parts.removeAll(QString());
     return parts.join(" \u00b7 ");
 }
@@ -107,7 +120,10 @@ QString StatusLine::advice() const
 
 QColor StatusLine::colour() const
 {
-    return isLive() ? basis().colour : gone;
+    if (!isLive())
+        return gone;
+    const QColor colour = basis().colour;
+    return colour == good && !handText().isEmpty() ? caution : colour;
 }
 
 } // namespace hosting

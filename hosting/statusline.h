@@ -26,7 +26,6 @@ public:
     /// Green for two pairs and more, amber for what needs attention, red for a place that nobody
     /// confirmed, grey for an image that is no longer live.
     QColor colour() const;
-    bool isAssumed() const; ///< nobody confirmed the place
     /// Why there is no live image yet, and what to look at; mostly empty.
     QString advice() const;
     bool isLive() const; ///< false: there is no connection, or no new data
@@ -41,6 +40,7 @@ private:
     struct Basis;
     Basis basis() const;
     QString pairsText() const;
+    QString handText() const;
     QString errorText() const;
     void look();
 

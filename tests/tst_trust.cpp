@@ -23,7 +23,7 @@ void TestTrust::statusLineIsTrue_data()
     const char assumed[] = "not aligned: the place is assumed";
     const char restored[] = "restored: two pairs";
     QTest::newRow("") << assumed << false;
-    QTest::newRow("one") << "one pair: turn and scale are assumed" << true;
+    QTest::newRow("one") << "one pair: turn and scale are assumed within 2" << true;
     QTest::newRow("one two") << "two pairs" << true;
     QTest::newRow("one two three") << "three pairs" << true;
     QTest::newRow("one far") << "the pairs do not fit: pair 1 alone" << false;
@@ -33,6 +33,7 @@ void TestTrust::statusLineIsTrue_data()
     QTest::newRow("one two restart") << restored << true;
     QTest::newRow("one two disconnect") << "not connected since" << true;
     QTest::newRow("one two disconnect connect") << restored << true;
+    QTest::newRow("one two drag") << "two pairs \u00b7 moved 300 \u00b5m by hand" << false;
     QTest::newRow("one two clear") << assumed << false;
 }
 
