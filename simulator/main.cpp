@@ -1,3 +1,4 @@
+#include "simulator/interrupt.h"
 #include "simulator/options.h"
 #include "simulator/report.h"
 #include "simulator/simulator.h"
@@ -7,6 +8,8 @@
 #include <cstdio>
 
 namespace {
+
+const int differedCode = 3;
 
 int fail(const QString &reason, int code)
 {
@@ -34,5 +37,9 @@ int main(int argc, char *argv[])
     simulator::report(QStringLiteral("serving control port %1, data port %2")
                           .arg(simulator.controlPort())
                           .arg(simulator.dataPort()));
-    return QCoreApplication::exec();
+    if (options.replayFile.isEmpty())
+        return QCoreApplication::exec();
+    simulator::quitOnSignals();
+    const int code = QCoreApplication::exec();
+    return simulator.finishReplay() ? code : differedCode;
 }

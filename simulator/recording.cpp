@@ -1,0 +1,267 @@
+#include "simulator/recording.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace simulator {
+namespace {
+
+/// A connection of the capture, cut into its messages.
+struct Talk {
+    capture::Connection connection;
+    QVector<Unit> commands, replies;
+    int understood = 0; // commands that the microscope knows
+
+    bool isControl() const { return understood > 0; }
+};
+
+Message messageOf(const Unit &unit)
+{
+    const QByteArray bytes = unit.bytes.filled();
+    return { unit.name, quint8(bytes.size() > flagsOffset ? bytes.at(flagsOffset) : 0),
+             bytes.mid(headerBytes) };
+}
+
+bool isUnderstood(const Unit &unit)
+{
+    Command command;
+    QString problem;
+    return unit.complete && unit.bytes.size() <= headerBytes + qint64(maxCommandBytes)
+        && decodeCommand(messageOf(unit), &command, &problem) && command.id != CommandId::Unknown;
+}
+
+Talk cutTalk(const capture::Connection &connection, qint64 *leftOutBytes)
+{
+    Talk talk;
+    talk.connection = connection;
+    talk.commands = cutIntoUnits(connection.toServer, leftOutBytes);
+    talk.replies = cutIntoUnits(connection.toClient, leftOutBytes);
+    talk.understood = int(std::count_if(talk.commands.begin(), talk.commands.end(), isUnderstood));
+    return talk;
+}
+
+// Which end is the microscope was guessed where the beginning was not captured.
+Talk readTalk(capture::Connection connection, qint64 *leftOutBytes)
+{
+    qint64 leftOut = 0, turnedLeftOut = 0;
+    const Talk talk = cutTalk(connection, &leftOut);
+    if (!connection.beginningSeen) {
+        std::swap(connection.client, connection.server);
+        std::swap(connection.toServer, connection.toClient);
+        const Talk turned = cutTalk(connection, &turnedLeftOut);
+        if (turned.understood > talk.understood) {
+            *leftOutBytes += turnedLeftOut;
+            return turned;
+        }
+    }
+    *leftOutBytes += talk.isControl() ? leftOut : 0;
+    return talk;
+}
+
+/// Puts the two channels' traffic together to a session.
+class SessionReader {
+public:
+    explicit SessionReader(const Talk &control);
+    void addData(const Talk &data);
+    RecordedSession finish();
+
+private:
+    void addCommand(const Unit &unit);
+    void addReply(const Unit &unit);
+    void addEnding(const capture::Connection &connection, ChannelKind channel);
+
+    struct Asked {
+        QByteArray name;
+        int step; // -1: a poll
+        int stepsBefore;
+    };
+    RecordedSession m_session;
+    QVector<Asked> m_asked;
+};
+
+SessionReader::SessionReader(const Talk &control)
+{
+    m_session.openedNs = control.connection.openedNs;
+    auto command = control.commands.begin();
+    for (const Unit &reply : control.replies) {
+        for (; command != control.commands.end() && command->timeNs <= reply.timeNs; ++command)
+            addCommand(*command);
+        addReply(reply);
+    }
+    for (; command != control.commands.end(); ++command)
+        addCommand(*command);
+    addEnding(control.connection, ChannelKind::Control);
+}
+
+void SessionReader::addCommand(const Unit &unit)
+{
+    if (!unit.complete || unit.bytes.size() > headerBytes + qint64(maxCommandBytes))
+        return;
+    const int steps = m_session.steps.size();
+    const bool poll = isPoll(unit.name);
+    m_asked.append({ unit.name, poll ? -1 : steps, steps });
+    if (!poll)
+        m_session.steps.append({ unit.timeNs, messageOf(unit), std::nullopt });
+}
+
+void SessionReader::addReply(const Unit &unit)
+{
+    const auto asked = std::find_if(m_asked.begin(), m_asked.end(),
+                                    [&](const Asked &one) { return one.name == unit.name; });
+    if (asked == m_asked.end())
+        m_session.events.append(
+            { unit.timeNs, 0, ChannelKind::Control, unit.bytes, capture::Ending::None });
+    else if (asked->step < 0)
+        m_session.answers[unit.name].append({ asked->stepsBefore, unit.bytes });
+    else
+        m_session.steps[asked->step].reply = unit.bytes;
+    if (asked != m_asked.end())
+        m_asked.erase(asked);
+}
+
+void SessionReader::addData(const Talk &data)
+{
+    for (const Unit &unit : data.replies)
+        m_session.events.append(
+            { unit.timeNs, 0, ChannelKind::Data, unit.bytes, capture::Ending::None });
+    addEnding(data.connection, ChannelKind::Data);
+}
+
+void SessionReader::addEnding(const capture::Connection &connection, ChannelKind channel)
+{
+    const capture::Stream &sent = connection.toClient, &received = connection.toServer;
+    const bool first = received.ending == capture::Ending::None || sent.endNs <= received.endNs;
+    if (sent.ending != capture::Ending::None && first)
+        m_session.events.append({ sent.endNs, 0, channel, RecordedBytes(), sent.ending });
+}
+
+RecordedSession SessionReader::finish()
+{
+    QVector<RecordedEvent> &events = m_session.events;
+    std::stable_sort(events.begin(), events.end(),
+                     [](const RecordedEvent &one, const RecordedEvent &other) {
+                         return one.timeNs < other.timeNs;
+                     });
+    int step = 0;
+    for (RecordedEvent &event : events) {
+        while (step < m_session.steps.size() && m_session.steps[step].timeNs <= event.timeNs)
+            ++step;
+        event.step = step;
+    }
+    return m_session;
+}
+
+QVector<RecordedSession> sessionsOf(const QVector<Talk> &talks, int *others)
+{
+    QVector<const Talk *> controls;
+    for (const Talk &talk : talks)
+        if (talk.isControl())
+            controls.append(&talk);
+    QVector<bool> used(talks.size(), false);
+    QVector<RecordedSession> sessions;
+    for (int i = 0; i < controls.size(); ++i) {
+        SessionReader reader(*controls[i]);
+        capture::Endpoint dataPort = controls[i]->connection.server;
+        ++dataPort.port;
+        for (int k = 0; k < talks.size(); ++k) {
+            const capture::Connection &connection = talks[k].connection;
+            const bool isNext = i + 1 < controls.size()
+                && connection.openedNs >= controls[i + 1]->connection.openedNs;
+            if (used[k] || isNext || !(connection.server == dataPort))
+                continue;
+            used[k] = true;
+            reader.addData(talks[k]);
+        }
+        sessions.append(reader.finish());
+    }
+    *others = talks.size() - controls.size() - used.count(true);
+    return sessions;
+}
+
+// The numbers that the first answer to this poll reported.
+QVector<double> firstReport(const QVector<RecordedSession> &sessions, const char *name, int count)
+{
+    for (const RecordedSession &session : sessions) {
+        for (const RecordedAnswer &answer : session.answers.value(name)) {
+            BodyReader reader(answer.bytes.filled().mid(headerBytes));
+            QVector<double> numbers;
+            for (int i = 0; i < count; ++i)
+                numbers.append(reader.readReal());
+            if (reader.good() && std::all_of(numbers.begin(), numbers.end(), [](double number) {
+                    return std::isfinite(number);
+                }))
+                return numbers;
+        }
+    }
+    return {};
+}
+
+void readState(Recording *recording)
+{
+    const QVector<double> stage = firstReport(recording->sessions, "StgGetPosition", 5);
+    if (!stage.isEmpty()) {
+        recording->stage.emplace();
+        std::copy(stage.begin(), stage.end(), recording->stage->begin());
+    }
+    const QVector<double> viewField = firstReport(recording->sessions, "GetViewField", 1);
+    if (!viewField.isEmpty())
+        recording->viewFieldMm = viewField[0];
+}
+
+} // namespace
+
+bool loadRecording(const QString &file, Recording *recording, QString *error)
+{
+    capture::Conversation conversation;
+    if (!capture::readConversation(file, &conversation, error))
+        return false;
+    QVector<Talk> talks;
+    qint64 leftOutBytes = 0;
+    for (const capture::Connection &connection : conversation.connections)
+        talks.append(readTalk(connection, &leftOutBytes));
+    int others = 0;
+    recording->sessions = sessionsOf(talks, &others);
+    recording->remarks = conversation.remarks;
+    if (others > 0)
+        recording->remarks.append(
+            QStringLiteral("%1 connections that are not the microscope's").arg(others));
+    if (leftOutBytes > 0)
+        recording->remarks.append(
+            QStringLiteral("%1 bytes that mean nothing without what is missing before them")
+                .arg(leftOutBytes));
+    readState(recording);
+    *error = QStringLiteral("%1 holds no conversation with a microscope%2")
+                 .arg(file,
+                      recording->remarks.isEmpty() ? QString()
+                                                   : "; it holds " + recording->remarks.join(", "));
+    return !recording->sessions.isEmpty();
+}
+
+bool isPoll(const QByteArray &name)
+{
+    return name == "StgGetPosition" || name == "GetViewField" || name == "TcpRegDataPort";
+}
+
+bool isSameCommand(const Message &one, const Message &other)
+{
+    Command first, second;
+    QString problem;
+    if (one.name != other.name)
+        return false;
+    return one.body == other.body
+        || (decodeCommand(one, &first, &problem) && decodeCommand(other, &second, &problem)
+            && first.id != CommandId::Unknown && first.arguments == second.arguments);
+}
+
+QString textOf(const Message &message)
+{
+    Command command;
+    QString problem;
+    if (decodeCommand(message, &command, &problem) && command.id != CommandId::Unknown)
+        return command.text();
+    return QStringLiteral("%1 with %2 bytes")
+        .arg(QString::fromLatin1(message.name))
+        .arg(message.body.size());
+}
+
+} // namespace simulator
