@@ -16,89 +16,105 @@ const qint64 largestOffload = 1 << 20; // what a network card is given to cut in
 // What an end says when it opens: segments as large as they come, windows times 128.
 const char synOptions[] = { 2, 4, char(0xFF), char(0xD7), 1, 3, 3, 7 };
 
-void append16(QByteArray *bytes, quint16 value)
-{
-    bytes->append(char(value >> 8)).append(char(value));
-}
-
-void append32(QByteArray *bytes, quint32 value)
-{
-    append16(bytes, quint16(value >> 16));
-    append16(bytes, quint16(value));
-}
+const int mostHeaderBytes = 14 + 40 + 20 + sizeof synOptions;
 
 // In the machine's byte order: the complement's sum is the same in either, turned round.
-quint64 wordSum(const QByteArray &bytes)
+quint64 wordSum(const char *at, qint64 count)
 {
     quint64 sum = 0;
-    const char *at = bytes.constData(), *const end = at + bytes.size();
-    for (; end - at >= 4; at += 4) {
+    for (; count >= 4; at += 4, count -= 4) {
         quint32 word;
         memcpy(&word, at, 4);
         sum += word;
     }
     quint32 rest = 0;
-    memcpy(&rest, at, size_t(end - at));
+    memcpy(&rest, at, size_t(count));
     return sum + rest;
 }
 
-void putChecksum(QByteArray *header, int at, quint64 sum)
+void putChecksum(char *at, quint64 sum)
 {
-    sum += wordSum(*header);
     while (sum >> 16)
         sum = (sum & 0xFFFF) + (sum >> 16);
     const quint16 checksum = quint16(~sum);
-    memcpy(header->data() + at, &checksum, 2);
+    memcpy(at, &checksum, 2);
 }
 
-QByteArray addressBytes(const QHostAddress &address, bool ipv4)
-{
-    QByteArray bytes;
-    if (ipv4)
-        append32(&bytes, address.toIPv4Address());
-    else
-        bytes = QByteArray(reinterpret_cast<const char *>(address.toIPv6Address().c), 16);
-    return bytes;
-}
-
-QByteArray networkHeader(const QByteArray &from, const QByteArray &to, int payloadBytes)
-{
-    QByteArray header;
-    if (from.size() == 16) {
-        append32(&header, 6u << 28);
-        append16(&header, quint16(payloadBytes));
-        header.append(char(protocolTcp)).append(char(hopLimit));
-        return header + from + to;
+// Where the headers of a frame lie, and how long they are.
+struct Layout {
+    explicit Layout(const Segment &segment)
+        : ipv4(segment.from.address.protocol() == QAbstractSocket::IPv4Protocol
+               && segment.to.address.protocol() == QAbstractSocket::IPv4Protocol)
+        , addressesAt(ipAt + (ipv4 ? 12 : 8))
+        , addressBytes(ipv4 ? 4 : 16)
+        , tcpAt(addressesAt + 2 * addressBytes)
+        , tcpBytes(20 + (segment.flags & Syn ? int(sizeof synOptions) : 0))
+    {
     }
-    append16(&header, 0x4500);
-    append16(&header, quint16(20 + payloadBytes));
-    append32(&header, dontFragment);
-    header.append(char(hopLimit)).append(char(protocolTcp)).append(2, '\0');
-    header += from + to;
-    putChecksum(&header, 10, 0);
-    return header;
+
+    static const int ipAt = 14;
+    bool ipv4;
+    int addressesAt, addressBytes, tcpAt, tcpBytes;
+};
+
+void putAddress(const QHostAddress &address, bool ipv4, char *at)
+{
+    if (ipv4)
+        return qToBigEndian(address.toIPv4Address(), at);
+    const Q_IPV6ADDR bytes = address.toIPv6Address();
+    memcpy(at, &bytes, sizeof bytes);
 }
 
-QByteArray tcpHeader(const Segment &segment, const QByteArray &addresses)
+void putEthernetHeader(const Layout &layout, char *frame)
 {
-    const QByteArray options =
-        segment.flags & Syn ? QByteArray(synOptions, sizeof synOptions) : QByteArray();
-    const int headerBytes = 20 + options.size();
-    QByteArray header;
-    append16(&header, segment.from.port);
-    append16(&header, segment.to.port);
-    append32(&header, segment.sequence);
-    append32(&header, segment.acknowledgement);
-    header.append(char(headerBytes / 4 << 4)).append(char(segment.flags));
-    append16(&header, window);
-    header.append(4, '\0');
-    header += options;
+    const char *const addresses = frame + layout.addressesAt;
+    for (int end = 0; end < 2; ++end) { // the receiver comes first
+        frame[6 * end] = 2; // an address of no maker
+        memcpy(frame + 6 * end + 2, addresses + (2 - end) * layout.addressBytes - 4, 4);
+    }
+    qToBigEndian(layout.ipv4 ? etherIpv4 : etherIpv6, frame + 12);
+}
 
-    QByteArray pseudoHeader = addresses;
-    append16(&pseudoHeader, protocolTcp);
-    append16(&pseudoHeader, quint16(headerBytes + segment.bytes.size()));
-    putChecksum(&header, 16, wordSum(pseudoHeader) + wordSum(segment.bytes));
-    return header;
+void putNetworkHeader(const Segment &segment, const Layout &layout, char *frame)
+{
+    char *const header = frame + Layout::ipAt;
+    const int payloadBytes = layout.tcpBytes + segment.bytes.size();
+    putAddress(segment.from.address, layout.ipv4, frame + layout.addressesAt);
+    putAddress(segment.to.address, layout.ipv4, frame + layout.addressesAt + layout.addressBytes);
+    if (!layout.ipv4) {
+        header[0] = 6 << 4;
+        qToBigEndian(quint16(payloadBytes), header + 4);
+        header[6] = protocolTcp;
+        header[7] = hopLimit;
+        return;
+    }
+    header[0] = 4 << 4 | 5;
+    qToBigEndian(quint16(20 + payloadBytes), header + 2);
+    qToBigEndian(dontFragment, header + 6);
+    header[8] = hopLimit;
+    header[9] = protocolTcp;
+    putChecksum(header + 10, wordSum(header, 20));
+}
+
+void putTcpHeader(const Segment &segment, const Layout &layout, char *frame)
+{
+    char *const header = frame + layout.tcpAt;
+    qToBigEndian(segment.from.port, header);
+    qToBigEndian(segment.to.port, header + 2);
+    qToBigEndian(segment.sequence, header + 4);
+    qToBigEndian(segment.acknowledgement, header + 8);
+    header[12] = char(layout.tcpBytes / 4 << 4);
+    header[13] = char(segment.flags);
+    qToBigEndian(window, header + 14);
+    memcpy(header + 20, synOptions, size_t(layout.tcpBytes - 20));
+    const quint16 pseudoHeader[] = { qToBigEndian<quint16>(protocolTcp),
+                                     qToBigEndian(
+                                         quint16(layout.tcpBytes + segment.bytes.size())) };
+    putChecksum(header + 16,
+                pseudoHeader[0] + pseudoHeader[1]
+                    + wordSum(frame + layout.addressesAt, 2 * layout.addressBytes)
+                    + wordSum(header, layout.tcpBytes)
+                    + wordSum(segment.bytes.constData(), segment.bytes.size()));
 }
 
 struct LinkLayer {
@@ -246,16 +262,15 @@ Decoded readTcp(HeaderWalk *walk, Segment *segment)
 
 QByteArray encodeFrame(const Segment &segment, int keptBytes)
 {
-    const bool ipv4 = segment.from.address.protocol() == QAbstractSocket::IPv4Protocol
-        && segment.to.address.protocol() == QAbstractSocket::IPv4Protocol;
-    const QByteArray from = addressBytes(segment.from.address, ipv4);
-    const QByteArray to = addressBytes(segment.to.address, ipv4);
-    const QByteArray tcp = tcpHeader(segment, from + to);
-    const QByteArray localAddress("\x02\x00", 2); // of no maker
-    QByteArray frame = localAddress + to.right(4) + localAddress + from.right(4);
-    append16(&frame, ipv4 ? etherIpv4 : etherIpv6);
-    frame += networkHeader(from, to, tcp.size() + segment.bytes.size());
-    frame += tcp;
+    const Layout layout(segment);
+    const int headerBytes = layout.tcpAt + layout.tcpBytes;
+    char headers[mostHeaderBytes] = {};
+    putNetworkHeader(segment, layout, headers);
+    putEthernetHeader(layout, headers);
+    putTcpHeader(segment, layout, headers);
+    QByteArray frame;
+    frame.reserve(headerBytes + keptBytes);
+    frame.append(headers, headerBytes);
     return frame.append(segment.bytes.constData(), keptBytes);
 }
 

@@ -10,7 +10,7 @@
 namespace capture {
 namespace {
 
-const size_t bufferBytes = 256 * 1024;
+const size_t bufferBytes = 64 * 1024; // more would keep the other channel waiting
 const int connectLimitMs = 10000;
 
 const char *nameOf(Side side)
