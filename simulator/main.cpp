@@ -32,14 +32,13 @@ int main(int argc, char *argv[])
     simulator::Simulator simulator;
     if (!simulator.start(options, &error))
         return fail(error, 1);
+    if (!options.replayFile.isEmpty())
+        simulator::quitOnSignals(); // there is something to be said at the end
     simulator::report(QStringLiteral("specimen: %1")
                           .arg(options.designFile.isEmpty() ? "test pattern" : options.designFile));
     simulator::report(QStringLiteral("serving control port %1, data port %2")
                           .arg(simulator.controlPort())
                           .arg(simulator.dataPort()));
-    if (options.replayFile.isEmpty())
-        return QCoreApplication::exec();
-    simulator::quitOnSignals();
     const int code = QCoreApplication::exec();
     return simulator.finishReplay() ? code : differedCode;
 }

@@ -11,8 +11,7 @@ struct Talk {
     capture::Connection connection;
     QVector<Unit> commands, replies;
     int understood = 0; // commands that the microscope knows
-
-    bool isControl() const { return understood > 0; }
+    qint64 leftOutBytes = 0;
 };
 
 Message messageOf(const Unit &unit)
@@ -30,32 +29,26 @@ bool isUnderstood(const Unit &unit)
         && decodeCommand(messageOf(unit), &command, &problem) && command.id != CommandId::Unknown;
 }
 
-Talk cutTalk(const capture::Connection &connection, qint64 *leftOutBytes)
+Talk cutTalk(const capture::Connection &connection)
 {
     Talk talk;
     talk.connection = connection;
-    talk.commands = cutIntoUnits(connection.toServer, leftOutBytes);
-    talk.replies = cutIntoUnits(connection.toClient, leftOutBytes);
+    talk.commands = cutIntoUnits(connection.toServer, &talk.leftOutBytes);
+    talk.replies = cutIntoUnits(connection.toClient, &talk.leftOutBytes);
     talk.understood = int(std::count_if(talk.commands.begin(), talk.commands.end(), isUnderstood));
     return talk;
 }
 
 // Which end is the microscope was guessed where the beginning was not captured.
-Talk readTalk(capture::Connection connection, qint64 *leftOutBytes)
+Talk readTalk(capture::Connection connection)
 {
-    qint64 leftOut = 0, turnedLeftOut = 0;
-    const Talk talk = cutTalk(connection, &leftOut);
-    if (!connection.beginningSeen) {
-        std::swap(connection.client, connection.server);
-        std::swap(connection.toServer, connection.toClient);
-        const Talk turned = cutTalk(connection, &turnedLeftOut);
-        if (turned.understood > talk.understood) {
-            *leftOutBytes += turnedLeftOut;
-            return turned;
-        }
-    }
-    *leftOutBytes += talk.isControl() ? leftOut : 0;
-    return talk;
+    const Talk talk = cutTalk(connection);
+    if (connection.beginningSeen)
+        return talk;
+    std::swap(connection.client, connection.server);
+    std::swap(connection.toServer, connection.toClient);
+    const Talk turned = cutTalk(connection);
+    return turned.understood > talk.understood ? turned : talk;
 }
 
 /// Puts the two channels' traffic together to a session.
@@ -71,12 +64,11 @@ private:
     void addEnding(const capture::Connection &connection, ChannelKind channel);
 
     struct Asked {
-        QByteArray name;
         int step; // -1: a poll
         int stepsBefore;
     };
     RecordedSession m_session;
-    QVector<Asked> m_asked;
+    QMap<QByteArray, QList<Asked>> m_asked; // without an answer yet, by name
 };
 
 SessionReader::SessionReader(const Talk &control)
@@ -99,24 +91,24 @@ void SessionReader::addCommand(const Unit &unit)
         return;
     const int steps = m_session.steps.size();
     const bool poll = isPoll(unit.name);
-    m_asked.append({ unit.name, poll ? -1 : steps, steps });
+    m_asked[unit.name].append({ poll ? -1 : steps, steps });
     if (!poll)
         m_session.steps.append({ unit.timeNs, messageOf(unit), std::nullopt });
 }
 
 void SessionReader::addReply(const Unit &unit)
 {
-    const auto asked = std::find_if(m_asked.begin(), m_asked.end(),
-                                    [&](const Asked &one) { return one.name == unit.name; });
-    if (asked == m_asked.end())
+    QList<Asked> &asked = m_asked[unit.name];
+    if (asked.isEmpty()) {
         m_session.events.append(
             { unit.timeNs, 0, ChannelKind::Control, unit.bytes, capture::Ending::None });
-    else if (asked->step < 0)
-        m_session.answers[unit.name].append({ asked->stepsBefore, unit.bytes });
+        return;
+    }
+    const Asked first = asked.takeFirst();
+    if (first.step < 0)
+        m_session.answers[unit.name].append({ first.stepsBefore, unit.bytes });
     else
-        m_session.steps[asked->step].reply = unit.bytes;
-    if (asked != m_asked.end())
-        m_asked.erase(asked);
+        m_session.steps[first.step].reply = unit.bytes;
 }
 
 void SessionReader::addData(const Talk &data)
@@ -151,16 +143,25 @@ RecordedSession SessionReader::finish()
     return m_session;
 }
 
-QVector<RecordedSession> sessionsOf(const QVector<Talk> &talks, int *others)
+// Connections to it in which nothing was said count, too.
+bool isControlPort(const capture::Endpoint &server, const QVector<Talk> &talks)
+{
+    return std::any_of(talks.begin(), talks.end(), [&](const Talk &talk) {
+        return talk.understood > 0 && talk.connection.server == server;
+    });
+}
+
+QVector<RecordedSession> sessionsOf(const QVector<Talk> &talks, int *others, qint64 *leftOutBytes)
 {
     QVector<const Talk *> controls;
     for (const Talk &talk : talks)
-        if (talk.isControl())
+        if (isControlPort(talk.connection.server, talks))
             controls.append(&talk);
     QVector<bool> used(talks.size(), false);
     QVector<RecordedSession> sessions;
     for (int i = 0; i < controls.size(); ++i) {
         SessionReader reader(*controls[i]);
+        *leftOutBytes += controls[i]->leftOutBytes;
         capture::Endpoint dataPort = controls[i]->connection.server;
         ++dataPort.port;
         for (int k = 0; k < talks.size(); ++k) {
@@ -171,6 +172,7 @@ QVector<RecordedSession> sessionsOf(const QVector<Talk> &talks, int *others)
                 continue;
             used[k] = true;
             reader.addData(talks[k]);
+            *leftOutBytes += talks[k].leftOutBytes;
         }
         sessions.append(reader.finish());
     }
@@ -216,11 +218,11 @@ bool loadRecording(const QString &file, Recording *recording, QString *error)
     if (!capture::readConversation(file, &conversation, error))
         return false;
     QVector<Talk> talks;
-    qint64 leftOutBytes = 0;
     for (const capture::Connection &connection : conversation.connections)
-        talks.append(readTalk(connection, &leftOutBytes));
+        talks.append(readTalk(connection));
     int others = 0;
-    recording->sessions = sessionsOf(talks, &others);
+    qint64 leftOutBytes = 0;
+    recording->sessions = sessionsOf(talks, &others, &leftOutBytes);
     recording->remarks = conversation.remarks;
     if (others > 0)
         recording->remarks.append(

@@ -165,11 +165,16 @@ void Replay::play(const RecordedEvent &event)
 
 QStringList Replay::sessionReport() const
 {
-    QStringList lines = { QStringLiteral("replay, session %1 of %2: %3 of %4 commands as recorded")
-                              .arg(m_sessionNumber)
-                              .arg(m_recording.sessions.size())
-                              .arg(m_asRecorded)
-                              .arg(m_session.steps.size()) };
+    const int sessions = m_recording.sessions.size();
+    QStringList lines;
+    if (m_sessionNumber > sessions)
+        lines.append(QStringLiteral("replay: a client more than the %1 recorded").arg(sessions));
+    else
+        lines.append(QStringLiteral("replay, session %1 of %2: %3 of %4 commands as recorded")
+                         .arg(m_sessionNumber)
+                         .arg(sessions)
+                         .arg(m_asRecorded)
+                         .arg(m_session.steps.size()));
     if (m_skipped > 0)
         lines.append(QStringLiteral("  %1 pieces of data not sent: the client went on sooner")
                          .arg(m_skipped));

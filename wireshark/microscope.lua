@@ -148,8 +148,9 @@ function readers.string(tvb, at)
     return text, 4 + length, tvb(at, 4 + length), problem
 end
 
-local words = { inf = math.huge, ["+inf"] = math.huge, ["-inf"] = -math.huge, nan = 0 / 0,
-                ["-nan"] = 0 / 0 }
+local nan = -(0 / 0) -- the division's has a sign
+local words = { inf = math.huge, ["+inf"] = math.huge, ["-inf"] = -math.huge, nan = nan,
+                ["-nan"] = nan }
 
 function readers.real(tvb, at)
     local text, bytes, range, problem = readers.string(tvb, at)
@@ -159,7 +160,7 @@ function readers.real(tvb, at)
     local number = words[text:lower()]
         or text:match("^[%d%s.eE+-]+$") and tonumber(text) -- no hexadecimal numbers
     if not number then
-        return 0, bytes, range, problem or "number"
+        return 0, bytes, range, problem or "number", text
     end
     local finite = number == number and number ~= math.huge and number ~= -math.huge
     return number, bytes, range, problem or not finite and "finite" or nil
@@ -175,7 +176,7 @@ end
 local function add_values(tvb, at, values, tree)
     local texts = {}
     for _, entry in ipairs(values) do
-        local read, bytes, range, problem = readers[entry.kind](tvb, at)
+        local read, bytes, range, problem, text = readers[entry.kind](tvb, at)
         if read == nil then
             return nil, texts
         end
@@ -185,7 +186,7 @@ local function add_values(tvb, at, values, tree)
         else
             item = tree:add_le(entry.field, range)
         end
-        item:append_text(entry.unit)
+        item:append_text(entry.unit .. (text and ' from "' .. text .. '"' or ""))
         if problem then
             item:add_proto_expert_info(expert_fields[problem])
         end
@@ -301,7 +302,9 @@ local function add_body(tvb, pinfo, name, size, from_microscope, tree)
         tree:add_proto_expert_info(expert_fields.size, string.format(
             "%s with a body of %d bytes, which its values do not %s", name, size,
             at and "fill" or "fit"))
-        tree:add(header.body, body or tvb(16, 4))
+        if body then
+            tree:add(header.body, body)
+        end
     end
     return short == "" and name or name .. " " .. short
 end
