@@ -82,7 +82,7 @@ void UnitCutter::takeMissing(qint64 count)
     while (count > 0) {
         if (m_state != InStep || m_unit.name.isEmpty()) { // who knows what it was
             m_state = BehindGap;
-            return leaveOut(count);
+            return leaveOut(0);
         }
         const qint64 taken = qMin(count, m_wanted - m_unit.bytes.size());
         append(&m_unit.bytes, QByteArray(), taken);
