@@ -2,6 +2,7 @@
 
 #include "recorder/packet.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
@@ -22,7 +23,22 @@ bool CaptureWriter::open(const QString &file, const FileLimits &limits, QString 
     m_limits = limits;
     m_handle.reset(
         pcap_open_dead_with_tstamp_precision(DLT_EN10MB, snapBytes, PCAP_TSTAMP_PRECISION_NANO));
+    m_number = limits.fileBytes > 0 ? lastNumber() : 0;
     return openNext(error);
+}
+
+/// Of the files that are there already; 0: none.
+int CaptureWriter::lastNumber() const
+{
+    const QFileInfo info(nameOf(0));
+    const QString pattern = info.fileName().replace("-0000", "-*");
+    const int numberAt = info.fileName().lastIndexOf("-0000") + 1;
+    int last = 0;
+    for (const QString &name : info.dir().entryList({ pattern }, QDir::Files)) {
+        const int digits = name.size() - (info.fileName().size() - 4);
+        last = qMax(last, name.mid(numberAt, digits).toInt());
+    }
+    return last;
 }
 
 QString CaptureWriter::nameOf(int number) const

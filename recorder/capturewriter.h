@@ -9,7 +9,8 @@
 
 namespace capture {
 
-/// One file, or numbered ones: of "name.pcap" "name-0001.pcap" and so on.
+/// One file, or numbered ones: of "name.pcap" "name-0001.pcap" and so on, behind those that are
+/// there.
 struct FileLimits {
     qint64 fileBytes = 0; ///< a new file begins at this size; 0: there is one file
     int files = 0; ///< how many of the last files are kept; 0: all
@@ -40,6 +41,7 @@ private:
 
     bool openNext(QString *error);
     QString nameOf(int number) const;
+    int lastNumber() const;
 
     QString m_name;
     FileLimits m_limits;

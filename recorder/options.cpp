@@ -85,7 +85,8 @@ const QVector<ValueOption> valueOptions = {
           return text == "all" || readInteger(text, 0, mostPixels, &options->keptPixels);
       } },
     { "file-size", "MB",
-      "Begins a new file at this size; the files are called FILE with a number before the suffix.",
+      "Begins a new file at this size; the files are called FILE with a number before the suffix,\n"
+      "counted on from those that are there.",
       "0",
       [](const QString &text, Options *options, QString *) {
           const bool good = readInteger(text, 0, 1000000, &options->limits.fileBytes);

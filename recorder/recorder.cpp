@@ -25,6 +25,7 @@ Descriptor takeSignals()
     sigaddset(&set, SIGINT);
     sigaddset(&set, SIGTERM);
     sigprocmask(SIG_BLOCK, &set, nullptr);
+    std::signal(SIGPIPE, SIG_IGN); // a pipe that nobody reads any more is a file that is full
     return Descriptor(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 

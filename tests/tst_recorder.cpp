@@ -175,6 +175,7 @@ class TestRecorder : public QObject {
 private slots:
     void recordingIsTheConversation_data();
     void recordingIsTheConversation();
+    void filesAreLimited();
     void troubles();
     void replayServesTheHost_data();
     void replayServesTheHost();
@@ -243,6 +244,28 @@ void TestRecorder::recordingIsTheConversation()
     for (int message = 0; message < 30; ++message)
         QVERIFY(recorded.mid(message * (52 + kept), 52 + kept)
                 == scan.mid(message * 100052, 52 + kept));
+}
+
+// A recorder that is started again goes on behind the files of the first.
+void TestRecorder::filesAreLimited()
+{
+    QTemporaryDir folder;
+    const QStringList limits{ "--scan-bytes", "all", "--file-size", "1", "--files", "3" };
+    for (int run = 0; run < 2; ++run) {
+        FakeMicroscope microscope;
+        Program recorder(RECORDER_FILE,
+                         recorderArguments(microscope.port(), folder.filePath("day.pcap"))
+                             + limits);
+        QTcpSocket data;
+        data.connectToHost("127.0.0.1", quint16(recorder.port + 1));
+        SPIN_VERIFY(data.state() == QAbstractSocket::ConnectedState && microscope.data);
+        const int bytes = 2500000;
+        microscope.scan(QByteArray(bytes, 'x'));
+        SPIN_COMPARE(data.bytesAvailable(), bytes);
+        QCOMPARE(recorder.end(), 0);
+    }
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files).join(' '),
+             QString("day-0004.pcap day-0005.pcap day-0006.pcap"));
 }
 
 // Each is said once, and the conversation goes on.
