@@ -33,6 +33,14 @@ std::FILE *openStream(const QString &file)
     return fopencookie(compressed, "rb", functions);
 }
 
+// Damaged files hold any time; differences of those that are let through do not overflow.
+qint64 timeOf(const pcap_pkthdr &header)
+{
+    const qint64 latestSecond = 0xFFFFFFFF, latestNs = 999999999;
+    return qBound<qint64>(0, header.ts.tv_sec, latestSecond) * 1000000000
+        + qBound<qint64>(0, header.ts.tv_usec, latestNs);
+}
+
 } // namespace
 
 bool CaptureReader::open(const QString &file, QString *error)
@@ -73,7 +81,7 @@ bool CaptureReader::next(Segment *segment)
             ++m_leftOut[int(decoded)];
             continue;
         }
-        segment->timeNs = qint64(header->ts.tv_sec) * 1000000000 + header->ts.tv_usec;
+        segment->timeNs = timeOf(*header);
         return true;
     }
     if (result == PCAP_ERROR)

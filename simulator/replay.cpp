@@ -36,7 +36,7 @@ void Replay::open()
     m_step = m_event = m_asRecorded = m_skipped = 0;
     m_polls.clear();
     m_differences.clear();
-    m_otherScan = false;
+    m_otherScan = m_dataSeen = false;
     m_stepNs = m_session.openedNs;
     m_clock.start();
     deliver();
@@ -128,26 +128,33 @@ void Replay::notSent(int step)
     m_differences.append({ step, recorded, Message() });
 }
 
-bool Replay::isDue(const RecordedEvent &event, qint64 *waitNs) const
+qint64 Replay::waitNs(const RecordedEvent &event) const
 {
-    *waitNs = m_fast ? 0 : event.timeNs - m_stepNs - m_clock.nsecsElapsed();
-    return *waitNs <= 0;
+    const bool past = event.step < m_step;
+    return m_fast || past ? 0 : event.timeNs - m_stepNs - m_clock.nsecsElapsed();
+}
+
+/// The client has gone on, looks at another scan, or has left the data channel.
+bool Replay::isDropped(const RecordedEvent &event) const
+{
+    const bool isData = event.channel == ChannelKind::Data;
+    return event.ending == capture::Ending::None
+        && (event.step < m_step || (isData && (m_otherScan || !m_data->hasClient())));
 }
 
 void Replay::deliver()
 {
     while (m_open && m_event < m_session.events.size()) {
         const RecordedEvent &event = m_session.events[m_event];
-        const Channel *channel = event.channel == ChannelKind::Data ? m_data : m_control;
-        if (event.step > m_step || !channel->hasClient() || channel->queuedBytes() > largestQueue)
+        const bool isData = event.channel == ChannelKind::Data;
+        const Channel *channel = isData ? m_data : m_control;
+        m_dataSeen = m_dataSeen || m_data->hasClient();
+        if (event.step > m_step || (isData && !m_dataSeen) || channel->queuedBytes() > largestQueue)
             return;
-        qint64 waitNs = 0;
-        const bool past = event.step < m_step;
-        if (!past && !isDue(event, &waitNs))
-            return m_timer.start(int(qMin(waitNs / 1000000 + 1, longestTimerMs)));
+        if (const qint64 left = waitNs(event); left > 0)
+            return m_timer.start(int(qMin(left / 1000000 + 1, longestTimerMs)));
         ++m_event;
-        const bool ends = event.ending != capture::Ending::None;
-        if (!ends && (past || (m_otherScan && event.channel == ChannelKind::Data)))
+        if (isDropped(event))
             ++m_skipped;
         else
             play(event);
@@ -161,6 +168,8 @@ void Replay::play(const RecordedEvent &event)
         channel->sendBytes(event.bytes.filled());
     else
         channel->end(event.ending == capture::Ending::Reset);
+    if (channel == m_data && event.ending != capture::Ending::None)
+        m_dataSeen = false; // it may come again
 }
 
 QStringList Replay::sessionReport() const

@@ -44,7 +44,8 @@ private:
     void notSent(int step);
     void deliver();
     void play(const RecordedEvent &event);
-    bool isDue(const RecordedEvent &event, qint64 *waitNs) const;
+    qint64 waitNs(const RecordedEvent &event) const;
+    bool isDropped(const RecordedEvent &event) const;
     QStringList sessionReport() const;
 
     Recording m_recording;
@@ -59,6 +60,7 @@ private:
     int m_event = 0;
     QMap<QByteArray, int> m_polls; // answers given, by name
     bool m_otherScan = false; // the client started one that was not recorded
+    bool m_dataSeen = false; // the client has opened the data channel
     QElapsedTimer m_clock; // since the last step
     qint64 m_stepNs = 0; // when that was in the recording
     int m_asRecorded = 0, m_skipped = 0;
