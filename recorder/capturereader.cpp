@@ -91,14 +91,15 @@ bool CaptureReader::next(Segment *segment)
 
 QStringList CaptureReader::remarks() const
 {
-    const char *const reasons[] = { nullptr, "packets of other protocols", "fragments of packets",
-                                    "packets that were captured without their headers" };
+    const char *const reasons[] = { nullptr, "packets of other protocols left out",
+                                    "fragments of packets left out",
+                                    "packets left out that were captured without their headers" };
     QStringList remarks;
     for (int i = 1; i < 4; ++i)
         if (m_leftOut[i] > 0)
-            remarks.append(QStringLiteral("%1 %2").arg(m_leftOut[i]).arg(reasons[i]));
+            remarks.append(QStringLiteral("%1: %2").arg(reasons[i]).arg(m_leftOut[i]));
     if (!m_end.isEmpty())
-        remarks.append(QStringLiteral("what follows in the file: %1").arg(m_end));
+        remarks.append(QStringLiteral("left out what follows in the file: %1").arg(m_end));
     return remarks;
 }
 

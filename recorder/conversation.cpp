@@ -25,7 +25,7 @@ bool readConversation(const QString &file, Conversation *conversation, QString *
     *conversation = reassembly.finish();
     conversation->remarks = reader.remarks() + conversation->remarks;
     if (bytes >= largestConversation)
-        conversation->remarks.append("what follows the first GiB");
+        conversation->remarks.append("left out what follows the first GiB");
     return true;
 }
 

@@ -142,13 +142,14 @@ Conversation Reassembly::finish()
         qint64 count;
         const char *what;
     } remarks[] = { { m_twice, "segments that came twice" },
-                    { m_outOfOrder, "segments out of order, put in order" },
-                    { m_stray, "segments that belong to no window" },
+                    { m_outOfOrder, "segments put in order" },
+                    { m_stray, "segments left out that belong to no window" },
                     { m_lostBytes, "bytes that were not captured" },
                     { m_cutBytes, "bytes of which only the number was captured" } };
     for (const auto &remark : remarks)
         if (remark.count > 0)
-            conversation.remarks.append(QStringLiteral("%1 %2").arg(remark.count).arg(remark.what));
+            conversation.remarks.append(
+                QStringLiteral("%1: %2").arg(remark.what).arg(remark.count));
     return conversation;
 }
 

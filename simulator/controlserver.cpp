@@ -52,9 +52,12 @@ bool ControlServer::handle(const Message &message, QString *problem)
 // recording takes the place of its own.
 void ControlServer::carryOut(const Command &command, bool answered)
 {
-    if (answered && (command.id == CommandId::ScScanXY || command.id == CommandId::Unknown))
+    if (answered && command.id == CommandId::Unknown)
         return;
-    const std::optional<Message> reply = m_microscope->execute(command);
+    Command carriedOut = command;
+    if (answered && command.id == CommandId::ScScanXY)
+        carriedOut.id = CommandId::ScStopScan;
+    const std::optional<Message> reply = m_microscope->execute(carriedOut);
     if (reply && !answered)
         m_channel->send(*reply);
 }

@@ -226,16 +226,16 @@ bool loadRecording(const QString &file, Recording *recording, QString *error)
     recording->remarks = conversation.remarks;
     if (others > 0)
         recording->remarks.append(
-            QStringLiteral("%1 connections that are not the microscope's").arg(others));
+            QStringLiteral("connections left out that are not the microscope's: %1").arg(others));
     if (leftOutBytes > 0)
         recording->remarks.append(
-            QStringLiteral("%1 bytes that mean nothing without what is missing before them")
+            QStringLiteral("bytes left out that mean nothing without those before them: %1")
                 .arg(leftOutBytes));
     readState(recording);
-    *error = QStringLiteral("%1 holds no conversation with a microscope%2")
-                 .arg(file,
-                      recording->remarks.isEmpty() ? QString()
-                                                   : "; it holds " + recording->remarks.join(", "));
+    *error =
+        QStringLiteral("%1 holds no conversation with a microscope%2")
+            .arg(file,
+                 recording->remarks.isEmpty() ? QString() : "; " + recording->remarks.join("; "));
     return !recording->sessions.isEmpty();
 }
 

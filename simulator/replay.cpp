@@ -109,7 +109,8 @@ void Replay::goTo(int step)
         notSent(m_step);
     ++m_step;
     ++m_asRecorded;
-    m_otherScan = false;
+    const QByteArray &name = m_session.steps[step].message.name;
+    m_otherScan = m_otherScan && name != "ScStopScan" && name != "ScScanXY";
     m_stepNs = m_session.steps[step].timeNs;
     m_clock.start();
 }

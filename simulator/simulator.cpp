@@ -66,7 +66,7 @@ bool readReplay(const Options &options, Recording *recording, QString *error)
         return true;
     const bool read = loadRecording(options.replayFile, recording, error);
     for (const QString &remark : recording->remarks)
-        report("left out of the replay: " + remark);
+        report("replay: " + remark);
     return read;
 }
 

@@ -20,7 +20,7 @@ struct Program : QProcess {
     {
         setProcessChannelMode(MergedChannels);
         start(file, arguments);
-        if (says("control port "))
+        if (says(", data port "))
             port = output.mid(output.indexOf("control port ") + 13).split(',').first().toInt();
     }
     ~Program() override { end(); }
@@ -61,8 +61,7 @@ QByteArray streamOf(const capture::Stream &stream, qint64 *missing = nullptr)
     return bytes;
 }
 
-// What users do
-// --------------------------------------------------------------------------------------
+// What users do.
 
 bool showsScan(PluginFixture *host)
 {
@@ -126,8 +125,7 @@ void lookAround(PluginFixture *host, int port)
 
 using Script = void (*)(PluginFixture *, int);
 
-// What happens to captures
-// ----------------------------------------------------------------------------
+// What happens to captures.
 
 using Segments = QVector<capture::Segment>;
 using Damage = std::function<void(const QString &)>; // of a file
@@ -409,18 +407,18 @@ void TestRecorder::damagedCaptures_data()
     const auto segments = [](const std::function<void(Segments *)> &change) {
         return [change](const QString &file) { rewrite(file, change); };
     };
-    row("2 segments that came twice", true, true, segments([](Segments *all) {
+    row("segments that came twice: 2", true, true, segments([](Segments *all) {
             const int scan = indexOfScan(*all);
             all->insert(scan + 2, 2, all->at(scan));
         }));
-    row("1 segments out of order, put in order", true, true, segments([](Segments *all) {
+    row("segments put in order: 1", true, true, segments([](Segments *all) {
             const int scan = indexOfScan(*all);
             const int next = indexOfScan(*all, scan + 1);
             std::swap((*all)[scan], (*all)[next]);
         }));
-    row("4148 bytes that were not captured", false, true,
+    row("bytes that were not captured: 4148", false, true,
         segments([](Segments *all) { all->remove(indexOfScan(*all)); }));
-    row("bytes that mean nothing", false, true, segments([](Segments *all) {
+    row("bytes left out that mean nothing", false, true, segments([](Segments *all) {
             capture::Segment &scan = (*all)[indexOfScan(*all)];
             scan.bytes = scan.bytes.mid(100);
             scan.sequence += 100;
