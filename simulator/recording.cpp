@@ -1,7 +1,8 @@
 #include "simulator/recording.h"
 
+#include "simulator/microscope.h"
+
 #include <algorithm>
-#include <cmath>
 
 namespace simulator {
 namespace {
@@ -180,8 +181,10 @@ QVector<RecordedSession> sessionsOf(const QVector<Talk> &talks, int *others, qin
     return sessions;
 }
 
-// The numbers that the first answer to this poll reported.
-QVector<double> firstReport(const QVector<RecordedSession> &sessions, const char *name, int count)
+/// The numbers of the first answer to this poll that are possible; empty if none is.
+template <typename Condition>
+QVector<double> firstReport(const QVector<RecordedSession> &sessions, const char *name, int count,
+                            Condition isPossible)
 {
     for (const RecordedSession &session : sessions) {
         for (const RecordedAnswer &answer : session.answers.value(name)) {
@@ -189,23 +192,33 @@ QVector<double> firstReport(const QVector<RecordedSession> &sessions, const char
             QVector<double> numbers;
             for (int i = 0; i < count; ++i)
                 numbers.append(reader.readReal());
-            if (reader.good() && std::all_of(numbers.begin(), numbers.end(), [](double number) {
-                    return std::isfinite(number);
-                }))
+            if (reader.good() && isPossible(numbers))
                 return numbers;
         }
     }
     return {};
 }
 
+StagePosition positionOf(const QVector<double> &numbers)
+{
+    StagePosition position;
+    std::copy(numbers.begin(), numbers.end(), position.begin());
+    return position;
+}
+
+// Where the simulated instrument takes over it has to be where it can be.
 void readState(Recording *recording)
 {
-    const QVector<double> stage = firstReport(recording->sessions, "StgGetPosition", 5);
-    if (!stage.isEmpty()) {
-        recording->stage.emplace();
-        std::copy(stage.begin(), stage.end(), recording->stage->begin());
-    }
-    const QVector<double> viewField = firstReport(recording->sessions, "GetViewField", 1);
+    const auto isReached = [](const QVector<double> &numbers) {
+        return Stage(StagePosition(), 0).moveTo(positionOf(numbers), 0);
+    };
+    const auto isWithin = [](const QVector<double> &numbers) {
+        return numbers[0] >= narrowestViewMm && numbers[0] <= widestViewMm;
+    };
+    const auto stage = firstReport(recording->sessions, "StgGetPosition", 5, isReached);
+    if (!stage.isEmpty())
+        recording->stage = positionOf(stage);
+    const auto viewField = firstReport(recording->sessions, "GetViewField", 1, isWithin);
     if (!viewField.isEmpty())
         recording->viewFieldMm = viewField[0];
 }
