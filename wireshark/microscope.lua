@@ -340,7 +340,7 @@ end
 -- The stream ----------------------------------------------------------------------------------------
 
 local function length_of(tvb, _, offset)
-    local rest = tvb:len() - offset
+    local rest = tvb:reported_len() - offset
     local size = tvb(offset + 16, 4):le_uint()
     if not name_at(tvb, offset) or size > largest_body then
         return math.max(rest, header_bytes) -- nobody knows where the next one begins
@@ -352,11 +352,19 @@ function microscope.dissector(tvb, pinfo, root)
     local from_microscope = pinfo.src_port == pinfo.match_uint
     local texts = {}
     pinfo.cols.protocol = "Microscope"
-    dissect_tcp_pdus(tvb, root, header_bytes, length_of, function(message)
+    local function dissect(message)
         texts[#texts + 1] = add_message(message, pinfo, root, from_microscope)
         pinfo.cols.info:set(table.concat(texts, " | "))
         return message:len()
-    end)
+    end
+    local good, problem = pcall(dissect_tcp_pdus, tvb, root, header_bytes, length_of, dissect)
+    if not good then
+        if tvb:len() == tvb:reported_len() then
+            error(problem)
+        end
+        -- a header lies behind what was captured of the packet
+        root:add(microscope, tvb(), "Microscope, the rest was not captured")
+    end
     pinfo.cols.info:fence()
 end
 
