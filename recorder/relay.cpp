@@ -115,7 +115,7 @@ void Relay::checkConnected()
     pollfd decided = { m_server.get(), POLLOUT, 0 };
     if (poll(&decided, 1, 0) <= 0) {
         if (m_connectLimit.hasExpired())
-            giveUp("no answer");
+            giveUp(QStringLiteral("nothing within %1 s").arg(connectLimitMs / 1000));
         return;
     }
     if (const int error = connectionError(m_server))
