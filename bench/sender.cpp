@@ -61,8 +61,18 @@ void answerControl(int channel)
     memcpy(reply.data(), "TcpRegDataPort", 14);
     qToLittleEndian<quint32>(4, reinterpret_cast<uchar *>(reply.data()) + 16);
     sendAll(channel, reply.constData(), reply.size());
+    // but for the one that a round trip is measured with
+    char message[headerBytes];
     char ignored[4096];
-    while (recv(channel, ignored, sizeof ignored, 0) > 0) { }
+    for (ssize_t count = 1; count > 0;) {
+        count = recv(channel, message, sizeof message, MSG_PEEK);
+        if (count == headerBytes && memcmp(message, roundTripMessage, headerBytes) == 0) {
+            count = recv(channel, message, sizeof message, 0);
+            sendAll(channel, message, count);
+        } else if (count > 0) {
+            count = recv(channel, ignored, sizeof ignored, 0);
+        }
+    }
 }
 
 void streamPaced(int channel, const std::vector<QByteArray> &blocks, const Stream &stream)

@@ -5,6 +5,9 @@
 
 #include <QProcess>
 
+/// Sent on the control channel, it is sent back.
+const char roundTripMessage[headerBytes] = "GetWD";
+
 /// The other process: a microscope reduced to what the link needs to come up, and a data channel
 /// that streams when told to. It serves one connection to each port and ends with the process
 /// object.

@@ -2,7 +2,8 @@
 # Installs the Debian packages that build and tests need, those that are missing only.
 set -euo pipefail
 
-packages=(g++ cmake ninja-build qtbase5-dev klayout fonts-dejavu-core)
+packages=(g++ cmake ninja-build qtbase5-dev libpcap-dev zlib1g-dev pkg-config klayout fonts-dejavu-core
+    tshark)
 
 missing=()
 for package in "${packages[@]}"; do

@@ -74,6 +74,18 @@ void Channel::send(const Message &message)
         m_outlet->send(message);
 }
 
+void Channel::sendBytes(const QByteArray &bytes)
+{
+    if (m_outlet)
+        m_outlet->sendBytes(bytes);
+}
+
+void Channel::end(bool reset)
+{
+    if (m_outlet)
+        m_outlet->end(reset);
+}
+
 qint64 Channel::queuedBytes() const
 {
     return m_outlet ? m_outlet->queuedBytes() : 0;

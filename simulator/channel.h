@@ -32,9 +32,11 @@ public:
 
     /// Lost when there is no client.
     void send(const Message &message);
+    void sendBytes(const QByteArray &bytes);
     bool hasClient() const { return m_socket; }
     qint64 queuedBytes() const; ///< sent, but not taken by the client yet
 
+    void end(bool reset); ///< as a microscope does that goes away
     void drop(const QString &reason); ///< closes the client's connection and prints why
 
 signals:

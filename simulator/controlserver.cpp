@@ -1,13 +1,15 @@
 #include "simulator/controlserver.h"
 
 #include "simulator/microscope.h"
+#include "simulator/replay.h"
 #include "simulator/report.h"
 
 namespace simulator {
 
-ControlServer::ControlServer(Channel *channel, Microscope *microscope, bool verbose)
+ControlServer::ControlServer(Channel *channel, Microscope *microscope, Replay *replay, bool verbose)
     : m_channel(channel)
     , m_microscope(microscope)
+    , m_replay(replay)
     , m_verbose(verbose)
 {
     connect(channel, &Channel::opened, this, [this] { m_splitter = MessageSplitter(); });
@@ -33,15 +35,31 @@ void ControlServer::receive(const QByteArray &bytes)
 bool ControlServer::handle(const Message &message, QString *problem)
 {
     Command command;
-    if (!decodeCommand(message, &command, problem))
-        return false;
-    if (m_verbose)
+    const bool good = decodeCommand(message, &command, problem);
+    if (m_verbose && good)
         report(command.text()
                + (message.flags ? QStringLiteral("  flags %1").arg(message.flags) : QString()));
+    const Replay::Answer answer = m_replay ? m_replay->take(message) : Replay::Answer::NotHeld;
+    if (!good)
+        return answer != Replay::Answer::NotHeld;
     ++m_commandsServed;
-    if (const std::optional<Message> reply = m_microscope->execute(command))
-        m_channel->send(*reply);
+    if (answer != Replay::Answer::Refused)
+        carryOut(command, answer == Replay::Answer::Given);
     return true;
+}
+
+// The instrument follows a recording, so that it can take over where that ends; the scan of the
+// recording takes the place of its own.
+void ControlServer::carryOut(const Command &command, bool answered)
+{
+    if (answered && command.id == CommandId::Unknown)
+        return;
+    Command carriedOut = command;
+    if (answered && command.id == CommandId::ScScanXY)
+        carriedOut.id = CommandId::ScStopScan;
+    const std::optional<Message> reply = m_microscope->execute(carriedOut);
+    if (reply && !answered)
+        m_channel->send(*reply);
 }
 
 } // namespace simulator

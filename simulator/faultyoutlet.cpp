@@ -1,9 +1,5 @@
 #include "simulator/faultyoutlet.h"
 
-#ifdef Q_OS_UNIX
-#include <sys/socket.h>
-#endif
-
 #include <limits>
 
 namespace simulator {
@@ -149,23 +145,7 @@ void FaultyOutlet::write(const QByteArray &bytes)
         return;
     m_silent = true;
     if (end == cutAt || end == resetAt)
-        endConnection(end == resetAt);
-}
-
-void FaultyOutlet::endConnection(bool reset)
-{
-    // Later: the sender of this message still uses the connection, and a client that is gone shows
-    // in flush(), which ends this object.
-    QTimer::singleShot(0, m_socket, [socket = m_socket, reset] {
-        socket->flush();
-        if (!reset)
-            return socket->disconnectFromHost();
-#ifdef Q_OS_UNIX
-        const linger atOnce = { 1, 0 };
-        setsockopt(int(socket->socketDescriptor()), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
-#endif
-        socket->abort();
-    });
+        Outlet::end(end == resetAt);
 }
 
 } // namespace simulator

@@ -26,7 +26,6 @@ private:
     void sendLate(const Message &reply);
     void beginOversized(const QByteArray &name);
     void write(const QByteArray &bytes);
-    void endConnection(bool reset);
 
     ChannelKind m_kind;
     FaultPlan m_plan;

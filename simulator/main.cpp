@@ -1,3 +1,4 @@
+#include "simulator/interrupt.h"
 #include "simulator/options.h"
 #include "simulator/report.h"
 #include "simulator/simulator.h"
@@ -7,6 +8,8 @@
 #include <cstdio>
 
 namespace {
+
+const int differedCode = 3;
 
 int fail(const QString &reason, int code)
 {
@@ -29,10 +32,13 @@ int main(int argc, char *argv[])
     simulator::Simulator simulator;
     if (!simulator.start(options, &error))
         return fail(error, 1);
+    if (!options.replayFile.isEmpty())
+        simulator::quitOnSignals(); // there is something to be said at the end
     simulator::report(QStringLiteral("specimen: %1")
                           .arg(options.designFile.isEmpty() ? "test pattern" : options.designFile));
     simulator::report(QStringLiteral("serving control port %1, data port %2")
                           .arg(simulator.controlPort())
                           .arg(simulator.dataPort()));
-    return QCoreApplication::exec();
+    const int code = QCoreApplication::exec();
+    return simulator.finishReplay() ? code : differedCode;
 }

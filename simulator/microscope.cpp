@@ -6,7 +6,6 @@
 namespace simulator {
 namespace {
 
-const double narrowestViewMm = 0.001, widestViewMm = 50;
 const double largestFrame = 16384;
 const double shortestDwellNs = 10, longestDwellNs = 1e8;
 const int bitsPerPixel = 8;

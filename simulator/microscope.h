@@ -13,6 +13,8 @@
 
 namespace simulator {
 
+constexpr double narrowestViewMm = 0.001, widestViewMm = 50;
+
 /// A scan as it was asked for: of a frame in pixels, only `window` is scanned.
 struct ScanRequest {
     QSize frame;

@@ -83,6 +83,13 @@ const QVector<ValueOption> valueOptions = {
       [](const QString &text, Options *options) {
           return readNumber(text, 0.001, 50, &options->viewFieldMm);
       } },
+    { "replay", "FILE",
+      "Answers from a capture (pcap, pcapng, gzip), see above. Stage and view field begin as they "
+      "were recorded.",
+      [](const QString &text, Options *options) {
+          options->replayFile = text;
+          return !text.isEmpty();
+      } },
     { "rows-per-message", "N", "Rows in a scan data message (default: about 30 ms of scanning).",
       [](const QString &text, Options *options) {
           return readInteger(text, 1, 16384, &options->scan.rowsPerMessage);
@@ -99,7 +106,17 @@ QString description()
 {
     return "Speaks the remote control protocol of a scanning electron microscope and scans a "
            "chip.\n\n"
-           "Prints \"serving control port N, data port M\" when it is ready.\n\nFaults:\n"
+           "Prints \"serving control port N, data port M\" when it is ready.\n\n"
+           "With --replay each client of the control channel gets the next recorded session. Its\n"
+           "commands drive it: replies come in their order, and what the microscope sent of its "
+           "own\n"
+           "comes behind the same command as then, at the recorded pace or with --fast at once. "
+           "What\n"
+           "the capture does not hold is answered by the simulated instrument. When a client is "
+           "gone,\n"
+           "and at SIGINT or SIGTERM, it says where the client differed; then its exit status is "
+           "3.\n\n"
+           "Faults:\n"
         + faultHelp();
 }
 
@@ -119,6 +136,17 @@ bool takeValues(const QCommandLineParser &parser, Options *options, QString *err
     return true;
 }
 
+bool fitTogether(const Options &options, QString *error)
+{
+    if (options.strict && options.replayFile.isEmpty())
+        *error = "--strict goes with --replay";
+    else if (!options.faults.settings.isEmpty() && !options.replayFile.isEmpty())
+        *error = "--fault and --replay exclude each other: faults are replayed as recorded";
+    else
+        return true;
+    return false;
+}
+
 } // namespace
 
 bool parseOptions(const QStringList &arguments, Options *options, QString *error)
@@ -130,7 +158,10 @@ bool parseOptions(const QStringList &arguments, Options *options, QString *error
     const QCommandLineOption version = parser.addVersionOption();
     for (const ValueOption &option : valueOptions)
         parser.addOption({ option.name, option.help, option.value });
-    parser.addOption({ "fast", "Send as fast as the client reads, not at the dwell time's pace." });
+    parser.addOption(
+        { "fast",
+          "Send as fast as the client reads, not at the dwell time's or the capture's pace." });
+    parser.addOption({ "strict", "Refuse what the capture of --replay does not hold." });
     parser.addOption({ "fault", "Faults to make, see above; may be repeated.", "SPEC[,SPEC...]" });
     parser.addOption(
         { "fault-once", "Make the faults on the first connection of a channel only." });
@@ -145,10 +176,11 @@ bool parseOptions(const QStringList &arguments, Options *options, QString *error
                         : parser.errorText();
         return false;
     }
+    options->strict = parser.isSet("strict");
     options->scan.fast = parser.isSet("fast");
     options->faults.once = parser.isSet("fault-once");
     options->verbose = parser.isSet("verbose");
-    return takeValues(parser, options, error);
+    return takeValues(parser, options, error) && fitTogether(*options, error);
 }
 
 } // namespace simulator

@@ -14,6 +14,8 @@ namespace simulator {
 struct Options {
     QHostAddress address = QHostAddress::LocalHost;
     int port = 8300; ///< of the control channel; 0: any free pair
+    QString replayFile; ///< a capture to answer from; empty: none
+    bool strict = false; ///< refuse what the capture does not hold
     QString designFile; ///< empty: a test pattern
     QPointF offsetMm; ///< how the wafer really lies, see Wafer
     double rotationDegrees = 0;

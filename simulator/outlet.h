@@ -20,6 +20,8 @@ public:
 
     virtual void send(const Message &message) { m_socket->write(encodeMessage(message)); }
     virtual qint64 queuedBytes() const { return m_socket->bytesToWrite(); }
+    void sendBytes(const QByteArray &bytes) { m_socket->write(bytes); } ///< as they are
+    void end(bool reset); ///< once what was sent is on its way
 
 protected:
     QTcpSocket *m_socket;

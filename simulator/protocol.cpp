@@ -7,9 +7,6 @@
 namespace simulator {
 namespace {
 
-const int sizeOffset = 16;
-const int flagsOffset = 25;
-
 bool isName(const QByteArray &name)
 {
     return !name.isEmpty()

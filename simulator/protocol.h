@@ -8,6 +8,8 @@ namespace simulator {
 
 constexpr int headerBytes = 32;
 constexpr int nameBytes = 16;
+constexpr int sizeOffset = 16; ///< of the body size in the header
+constexpr int flagsOffset = 25;
 constexpr quint32 maxCommandBytes = 64 * 1024; ///< body of a command; none comes near it
 
 /// A message of either channel: the header's name and flag byte, and the encoded values.

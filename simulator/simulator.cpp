@@ -3,6 +3,8 @@
 #include "simulator/channel.h"
 #include "simulator/controlserver.h"
 #include "simulator/options.h"
+#include "simulator/replay.h"
+#include "simulator/report.h"
 #include "simulator/scene.h"
 
 namespace simulator {
@@ -20,8 +22,10 @@ Wafer waferOf(const Options &options, const Scene &scene)
     return { scene.databaseUnitMetres(), options.offsetMm, options.rotationDegrees, options.scale };
 }
 
-StagePosition startOf(const Options &options, const Scene &scene)
+StagePosition startOf(const Options &options, const Recording &recording, const Scene &scene)
 {
+    if (recording.stage)
+        return *recording.stage;
     Wafer nominal;
     nominal.databaseUnitMetres = scene.databaseUnitMetres();
     const QPointF stageMm =
@@ -48,17 +52,37 @@ bool listen(Channel *control, Channel *data, const Options &options, QString *er
     return false;
 }
 
+std::unique_ptr<Replay> makeReplay(const Recording &recording, const Options &options,
+                                   Channel *control, Channel *data)
+{
+    if (options.replayFile.isEmpty())
+        return nullptr;
+    return std::make_unique<Replay>(recording, options.scan.fast, options.strict, control, data);
+}
+
+bool readReplay(const Options &options, Recording *recording, QString *error)
+{
+    if (options.replayFile.isEmpty())
+        return true;
+    const bool read = loadRecording(options.replayFile, recording, error);
+    for (const QString &remark : recording->remarks)
+        report("replay: " + remark);
+    return read;
+}
+
 } // namespace
 
 struct Simulator::Parts {
-    Parts(std::unique_ptr<Scene> theScene, const Options &options)
+    Parts(std::unique_ptr<Scene> theScene, const Recording &recording, const Options &options)
         : scene(std::move(theScene))
         , wafer(waferOf(options, *scene))
-        , microscope(startOf(options, *scene), options.stageSpeedMmPerSecond, options.viewFieldMm)
+        , microscope(startOf(options, recording, *scene), options.stageSpeedMmPerSecond,
+                     recording.viewFieldMm.value_or(options.viewFieldMm))
         , image(scene.get(), wafer)
         , control(ChannelKind::Control, options.faults)
         , data(ChannelKind::Data, options.faults)
-        , server(&control, &microscope, options.verbose)
+        , replay(makeReplay(recording, options, &control, &data))
+        , server(&control, &microscope, replay.get(), options.verbose)
         , scanner(&data, &microscope, &image, options.scan)
     {
         // the next client begins with a microscope at rest
@@ -70,6 +94,7 @@ struct Simulator::Parts {
     Microscope microscope;
     SemImage image;
     Channel control, data;
+    std::unique_ptr<Replay> replay; // null: none
     ControlServer server;
     Scanner scanner;
 };
@@ -79,10 +104,13 @@ Simulator::~Simulator() = default;
 
 bool Simulator::start(const Options &options, QString *error)
 {
+    Recording recording;
+    if (!readReplay(options, &recording, error))
+        return false;
     std::unique_ptr<Scene> scene = loadScene(options.designFile, error);
     if (!scene)
         return false;
-    auto parts = std::make_unique<Parts>(std::move(scene), options);
+    auto parts = std::make_unique<Parts>(std::move(scene), recording, options);
     if (!listen(&parts->control, &parts->data, options, error))
         return false;
     m_parts = std::move(parts);
@@ -108,6 +136,11 @@ QTransform Simulator::frameToDesign(const QSize &frame) const
 {
     const Exposure exposure = m_parts->microscope.exposure(frame);
     return m_parts->wafer.frameToDesign(exposure.stageMm, exposure.viewFieldMm, frame);
+}
+
+bool Simulator::finishReplay()
+{
+    return !m_parts->replay || m_parts->replay->finish();
 }
 
 int Simulator::commandsServed() const

@@ -27,6 +27,8 @@ public:
 
     /// What a frame taken at this moment shows: its pixel corners to design points.
     QTransform frameToDesign(const QSize &frame) const;
+    /// Ends a replay. Returns false, and prints the difference, if clients differed from it.
+    bool finishReplay();
     int commandsServed() const; ///< since the start, on all connections
 
 private:
