@@ -37,8 +37,8 @@ static bool wouldClick(const QAbstractButton *button, const QEvent *event)
 // Asked once the event is over: the panel may be gone after the question.
 bool PairGuard::eventFilter(QObject *watched, QEvent *event)
 {
-    auto *button = static_cast<QAbstractButton *>(watched);
-    if (!wouldClick(button, event) || question(button).isEmpty())
+    auto *button = qobject_cast<QAbstractButton *>(watched); // not any more while it is destroyed
+    if (!button || !wouldClick(button, event) || question(button).isEmpty())
         return false;
     button->setDown(false);
     QMetaObject::invokeMethod(
