@@ -123,10 +123,12 @@ bool CanvasOverlay::handleInput(QEvent *event)
     case QEvent::MouseButtonDblClick: // two quick clicks are two clicks
         return m_mode->mousePress(*static_cast<QMouseEvent *>(event), view);
     case QEvent::MouseMove:
+        m_cursor = static_cast<QMouseEvent *>(event)->localPos();
         if (m_status)
-            m_status->setCursor(view.toDesign(static_cast<QMouseEvent *>(event)->localPos()));
+            m_status->setCursor(view.toDesign(*m_cursor));
         return m_mode->mouseMove(*static_cast<QMouseEvent *>(event), view);
     case QEvent::Leave:
+        m_cursor.reset();
         if (m_status)
             m_status->setCursor(std::nullopt);
         return false;

@@ -10,6 +10,8 @@
 #include <QRegion>
 #include <QWidget>
 
+#include <optional>
+
 class QPaintEvent;
 class QPainter;
 
@@ -97,7 +99,9 @@ private:
     QImage m_composed; ///< what was put on it last
     QRegion m_asked; ///< by us, without the canvas having changed
     QRect m_covered; ///< by image, its frame and the status line when they were painted last
+    std::optional<QPointF> m_cursor; ///< on the canvas
     QString m_notice; ///< last shown
+    bool m_dimmed = false;
     QRect m_statusArea; ///< of the status line when it was painted last
     bool m_painting = false;
 };

@@ -89,11 +89,15 @@ void CanvasOverlay::update()
 
 void CanvasOverlay::updateStatus()
 {
+    const bool dimmedNow = m_status && !m_status->isLive();
     if (m_canvas && notice() != m_notice)
         m_canvas->update();
+    else if (m_canvas && dimmedNow != m_dimmed)
+        update();
     else if (m_canvas)
         ask(statusArea() | m_statusArea);
     m_notice = notice();
+    m_dimmed = dimmedNow;
 }
 
 bool CanvasOverlay::showsAnything() const
@@ -105,6 +109,8 @@ bool CanvasOverlay::showsAnything() const
 void CanvasOverlay::paint(QPaintEvent *event)
 {
     const QRegion region = event->region();
+    if (m_status && m_cursor)
+        m_status->setCursor(m_session->view().toDesign(*m_cursor)); // the view may have changed
     const QRect covered = coveredArea();
     QRect area = region.boundingRect();
     const QSize wanted = m_canvas->size() * m_canvas->devicePixelRatioF();

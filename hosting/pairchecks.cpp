@@ -45,6 +45,12 @@ QString Correction::text() const
         .arg(scale, 0, 'f', 3);
 }
 
+QString PairToConfirm::stillMoving() const
+{
+    return stageMoves ? tr("The stage is still moving: the pair would be recorded where it is now.")
+                      : QString();
+}
+
 QString PairToConfirm::notMoved() const
 {
     // The view field may have changed there and back, which leaves rounding.
@@ -108,7 +114,7 @@ double PairToConfirm::leftOpen() const
 
 QString PairToConfirm::tooFar() const
 {
-    if (AlignError(others).pairsInForce() == 0)
+    if (!placeKnown || AlignError(others).pairsInForce() == 0)
         return QString();
     const double open = leftOpen();
     if (correction.distance() > surprise * open)
@@ -130,7 +136,7 @@ QString PairToConfirm::tooFar() const
 
 QStringList PairToConfirm::questions() const
 {
-    QStringList result{ notMoved(), tooClose(), nearlyOnLine(), tooFar() };
+    QStringList result{ stillMoving(), notMoved(), tooClose(), nearlyOnLine(), tooFar() };
     result.removeAll(QString());
     return result;
 }

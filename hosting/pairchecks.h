@@ -39,7 +39,10 @@ public:
     Correction correction;
     QRectF design; ///< micrometres
     WaferAssumption assumption;
+    bool placeKnown = true; ///< false: where the map has the image was lost sight of
+    bool stageMoves = false;
 
+    QString stillMoving() const;
     /// The image lies as it did when the row was started.
     QString notMoved() const;
     /// Closer to another pair than a tenth of the design's diagonal.

@@ -49,8 +49,9 @@ bool PairGuard::eventFilter(QObject *watched, QEvent *event)
 void PairGuard::askAndPress(QAbstractButton *button)
 {
     const QPointer<QAbstractButton> alive(button);
+    const int row = m_session->rowInWork();
     const QString asked = question(button);
-    if ((asked.isEmpty() || m_ask(asked)) && alive && question(button) == asked)
+    if ((asked.isEmpty() || m_ask(asked)) && alive && m_session->rowInWork() == row)
         button->click();
 }
 
@@ -58,7 +59,8 @@ void PairGuard::askAndPress(QAbstractButton *button)
 QString PairGuard::question(const QAbstractButton *button) const
 {
     if (button->objectName() == clearName) {
-        const int pairs = m_session->alignment().pairs.size();
+        const Alignment &alignment = m_session->alignment();
+        const int pairs = qMax(alignment.inForce, alignment.pairs.size());
         return pairs ? tr("Give up the alignment? Pairs confirmed: %1.").arg(pairs) : QString();
     }
     const int row = m_session->rowInWork();

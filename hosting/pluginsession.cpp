@@ -20,7 +20,7 @@ PluginSession::PluginSession(Background *background, QObject *parent)
     connect(&m_imageTimer, &QTimer::timeout, this, &PluginSession::fetchImage);
     m_stageStands.setSingleShot(true);
     m_stageStands.setInterval(stageStandsMs);
-    connect(&m_stageStands, &QTimer::timeout, this, &PluginSession::alignmentChanged);
+    connect(&m_stageStands, &QTimer::timeout, this, &PluginSession::noteStanding);
     connect(background, &Background::movedByUser, this, &PluginSession::noteEdit);
 }
 
@@ -64,7 +64,8 @@ bool PluginSession::startObject()
     m_lostSince = QDateTime();
     m_connected = false;
     m_asked = m_placed = m_aligned = m_disturbed = m_waitsForMove = m_outOfPlace = false;
-    m_awaitsFirst = m_pairInWork = m_confirming = false;
+    m_awaitsFirst = m_pairInWork = m_confirming = m_ownMove = m_strayed = m_givingUp = false;
+    m_stageStands.stop();
     connectPlugin();
     m_interface->init();
     return true;
@@ -141,6 +142,8 @@ void PluginSession::renew()
 {
     const QStringList scanSettings = m_panel.scanSettings();
     const bool moving = m_pairInWork;
+    if (moving || m_alignment.pairs.size() == 1)
+        emit told(tr("The row in work and a single pair went with the design before."));
     endObject();
     if (!startObject())
         return;

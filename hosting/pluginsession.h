@@ -85,7 +85,7 @@ public:
     int rowInWork() const; ///< 1 to 3; 0 for none
     /// How far the user put the image off the place where the map has it, database units.
     QPointF movedByHand() const;
-    /// As far as it can be seen: the image follows the stage, and not while a row is in work.
+    /// As far as it can be seen: plugins tell of moves only that there are some.
     bool isStageMoving() const { return m_stageStands.isActive(); }
     /// What is taken for granted about wafers, from the settings.
     const WaferAssumption &assumption() const { return m_memory.assumption; }
@@ -95,7 +95,8 @@ public:
     /// What confirming the row in work would record; its row is 0 if there is none.
     PairToConfirm pairToConfirm() const;
     /// Gives the row in work up. A stored alignment comes back; otherwise confirmed pairs are lost,
-    /// and the image goes back to where it was. False if no row is in work.
+    /// and the image goes back to where it was, as soon as the stage stands. False if no row is in
+    /// work.
     bool giveUpPair();
     /// Has the stage moved so that what the image shows at this design point comes to its centre.
     bool bringToCentre(const QPointF &point);
@@ -147,7 +148,11 @@ private:
     void noteFirstPlacement();
     void finishPair(const QPointF &centre);
     void followStageToView(const QPointF &centre);
+    void noteStageMove();
+    void noteStanding();
+    void startAgain();
     void startAgainAt(const QPointF &centre, const Pose &pose);
+    QString reportOf(bool rejected) const;
     void showOrHide();
     void setNotice(const QString &notice);
 
@@ -188,6 +193,11 @@ private:
     bool m_outOfPlace = false; ///< a new object has to take over, once this one is connected
     bool m_awaitsFirst = false; ///< connected, and not placed since
     bool m_pairInWork = false;
+    bool m_rowStarts = false;
+    bool m_ownMove = false; ///< the host or the plugin sent the stage where it goes
+    bool m_strayed = false; ///< in a row, the stage was moved otherwise
+    bool m_givingUp = false; ///< once the stage stands
+    bool m_tellRestored = false;
     bool m_confirming = false;
 
     bool m_takingPosition = false;

@@ -11,6 +11,8 @@ void PluginSession::startMoving()
     if (!m_invoking && !m_pairInWork) {
         m_pairInWork = true;
         m_poseBefore = m_nominal.poseOf(m_background->placement());
+        m_rowStarts = true;
+        m_ownMove = m_strayed = false;
         emit alignmentChanged();
     }
     m_disturbed = m_disturbed || m_pairInWork; // the stage may move without the image now
@@ -50,10 +52,20 @@ void PluginSession::finishPair(const QPointF &centre)
     }
     m_mappedCentre = m_background->placement().centre(m_nominal.imageSize());
     if (m_confirmingRow > 0)
-        emit told((rejected ? tr("Pair %1 does not fit the others: %2.") : tr("Pair %1: %2."))
-                      .arg(m_confirmingRow)
-                      .arg(m_correction.text()));
+        emit told(reportOf(rejected));
     emit alignmentChanged();
+}
+
+QString PluginSession::reportOf(bool rejected) const
+{
+    const QString correction =
+        m_strayed ? tr("the stage was moved meanwhile, so that the correction is not known")
+                  : m_correction.text();
+    if (!rejected)
+        return tr("Pair %1: %2.").arg(m_confirmingRow).arg(correction);
+    return tr("Pair %1 does not fit the others: %2.").arg(m_confirmingRow).arg(correction) + ' '
+        + (m_stored.contains(m_design.name) ? tr("The stored alignment can be brought back.")
+                                            : QString());
 }
 
 QVector<ConfirmedPair> PluginSession::confirmedPairs() const
@@ -83,6 +95,8 @@ PairToConfirm PluginSession::pairToConfirm() const
     result.correction =
         Correction::between(m_mappedCentre * unit, m_poseBefore, centre, m_nominal.poseOf(now));
     result.assumption = assumption();
+    result.placeKnown = !m_strayed;
+    result.stageMoves = isStageMoving();
     result.design = QRectF(m_design.extent.topLeft() * unit, m_design.extent.size() * unit);
     return result;
 }
@@ -110,6 +124,9 @@ int PluginSession::rowInWork() const
 void PluginSession::followStageToView(const QPointF &centre)
 {
     m_mappedCentre = centre;
+    m_ownMove = true;
+    m_stageStands.start();
+    emit alignmentChanged();
     if (m_background->placement().isDrawable())
         m_background->takePlacement(m_background->placement().withCentre(
             m_restingCentre ? *m_restingCentre : centre, m_nominal.imageSize()));
@@ -118,10 +135,14 @@ void PluginSession::followStageToView(const QPointF &centre)
 bool PluginSession::bringToCentre(const QPointF &point)
 {
     const Placement &now = m_background->placement();
-    const QPointF centre = now.centre(m_nominal.imageSize());
-    const QPointF reference = m_pairInWork ? m_mappedCentre : centre;
+    const int size = m_nominal.imageSize();
+    QPointF offset = point - now.centre(size);
+    if (m_alignment.inForce < 2) { // the map knows nothing of how the user turned the image
+        const QPointF pixels = now.toTransform().inverted().map(point) - QPointF(size / 2, size / 2);
+        offset = QPointF(pixels.x(), -pixels.y()) * m_nominal.pixelSize();
+    }
     m_special = m_view;
-    m_special.centre = reference + point - centre;
+    m_special.centre = m_mappedCentre + offset;
     m_special.zoom = m_view.size.width() / (m_nominal.pixelSize() * m_nominal.imageSize());
     m_special.size.setHeight(m_view.size.width());
     m_restingCentre = point;
@@ -137,21 +158,57 @@ bool PluginSession::giveUpPair()
 {
     if (!m_pairInWork || !m_plugin)
         return false;
-    const bool stored = m_aligned && m_stored.contains(m_design.name);
-    const int lost = m_alignment.pairs.size();
-    m_pairInWork = false;
-    emit defaultModeRequested();
-    if (stored) {
-        m_outOfPlace = true;
+    if (m_aligned && m_stored.contains(m_design.name)) {
+        m_pairInWork = false;
+        m_outOfPlace = m_tellRestored = true;
+        emit defaultModeRequested();
+        showOrHide();
+        if (!isConnected())
+            emit told(tr("Row given up; the stored alignment comes back with the connection."));
         followPage();
-        emit told(tr("Row given up; the stored alignment is back."));
-        return true;
+    } else {
+        m_givingUp = true;
+        emit told(tr("The row is given up when the stage stands."));
+        if (!isStageMoving())
+            startAgain();
     }
-    startAgainAt(m_mappedCentre, m_poseBefore);
-    emit told(lost ? tr("Row given up. The image is back in its place, but the confirmed pair is "
-                        "lost: start with row 1.")
-                   : tr("Row given up; the image is back in its place."));
     return true;
+}
+
+// The first request of a row comes with the press. A row that was recorded has sent the stage there.
+void PluginSession::noteStageMove()
+{
+    if (m_rowStarts) {
+        m_rowStarts = false;
+        m_ownMove = m_alignment.pairs.size() >= rowInWork();
+        if (!m_ownMove)
+            return;
+    }
+    m_strayed = m_strayed || !m_ownMove;
+    m_stageStands.start();
+    emit alignmentChanged();
+}
+
+void PluginSession::noteStanding()
+{
+    m_ownMove = false;
+    if (m_givingUp)
+        startAgain();
+    emit alignmentChanged();
+}
+
+void PluginSession::startAgain()
+{
+    const int lost = m_alignment.pairs.size();
+    m_givingUp = m_pairInWork = false;
+    emit defaultModeRequested();
+    startAgainAt(m_mappedCentre, m_poseBefore);
+    QString message = m_strayed ? tr("Row given up. The stage was moved meanwhile: where the image "
+                                     "belongs is not known.")
+                                : tr("Row given up; the image is back in its place.");
+    if (lost > 0)
+        message += ' ' + tr("What was confirmed is lost: start with row 1.");
+    emit told(message);
 }
 
 // The plugin takes this for a first placement, which makes a map like that of the pair that was

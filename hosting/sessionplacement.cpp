@@ -163,6 +163,9 @@ void PluginSession::takePosition()
     m_takingPosition = false;
     if (!m_plugin)
         return;
+    // With the same scale: another view field or frame size makes a plugin ask, too.
+    if (m_pairInWork && m_panel.rowInWork() && p.scaleX == before.scaleX)
+        noteStageMove();
     if (p.isDrawable())
         settle(before, &p);
     m_background->takePlacement(p);
@@ -193,6 +196,9 @@ void PluginSession::settle(const Placement &before, Placement *placement)
         const QRectF seen = m_view.toScreen().inverted().mapRect(QRectF(QPointF(), m_view.size));
         m_centreAfterPosition = !m_waitsForMove && !outline.boundingRect().intersects(seen);
         m_mappedCentre = placement->centre(imageSize);
+        if (m_tellRestored)
+            emit told(tr("Row given up; the stored alignment is back, with a new connection."));
+        m_tellRestored = false;
         return;
     }
     if (m_centreAfterPosition) {
@@ -205,7 +211,8 @@ void PluginSession::settle(const Placement &before, Placement *placement)
     const QPointF moved = centre - before.centre(m_nominal.imageSize());
     if (std::hypot(moved.x(), moved.y()) > placement->scaleX / 1000) {
         m_mappedCentre = centre;
-        m_stageStands.start();
+        if (!m_pairInWork)
+            m_stageStands.start();
         m_disturbed = m_disturbed && m_pairInWork;
         m_waitsForMove = m_waitsForMove && m_pairInWork;
     }

@@ -101,13 +101,18 @@ QString StatusLine::text() const
     if (!m_background->isShown())
         return QString();
     QStringList parts;
-    if (m_session->isConnected())
+    if (!m_session->isConnected())
+        parts << tr("not connected")
+                + (m_session->lostSince().isNull()
+                       ? QString()
+                       : tr(" since %1").arg(m_session->lostSince().toString("hh:mm:ss")));
+    else if (m_session->panel()->showsLiveImage())
         parts << m_live->staleness();
-    else
-        parts << tr("not connected since %1").arg(m_session->lostSince().toString("hh:mm:ss"));
     parts << basis().text << handText() << errorText() << m_live->progress();
     if (m_session->isStageMoving())
         parts << tr("stage moving");
+    if (m_session->isConnected() && !m_session->panel()->showsLiveImage())
+        parts << tr("no live image");
     parts.removeAll(QString());
     return parts.join(" \u00b7 ");
 }
@@ -115,7 +120,8 @@ QString StatusLine::text() const
 QString StatusLine::advice() const
 {
     const ConnectionAdvice &advice = m_live->advice();
-    return advice.missing.isEmpty() ? QString() : advice.missing + ' ' + advice.check;
+    const bool asWanted = m_session->isConnected() && !m_session->panel()->showsLiveImage();
+    return asWanted || advice.missing.isEmpty() ? QString() : advice.missing + ' ' + advice.check;
 }
 
 QColor StatusLine::colour() const

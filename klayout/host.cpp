@@ -146,7 +146,7 @@ void Host::followStatus()
     if (status == m_status)
         return;
     m_status = status;
-    for (const char *important : { "connection failed", "disconnec", "alignment" })
+    for (const char *important : { "connection failed", "disconnec" })
         if (status.startsWith(important))
             m_event("message", tr("SEM: %1").arg(status));
 }

@@ -130,6 +130,17 @@ void TestTrust::doubtfulPairsAreAskedAbout()
     SPIN_COMPARE(lab.session->alignment().pairs.size(), 2);
     click("alignClear");
     QVERIFY(lab.session->alignment().pairs.isEmpty());
+    // Where the map has the image is not known once the user drove the stage in a row.
+    QVERIFY(lab.align("align1"));
+    click("align2");
+    lab.stageMm += QPointF(1, 1);
+    lab.report();
+    SPIN_VERIFY(lab.session->isStageMoving());
+    answer = false;
+    QVERIFY(click("align2").contains("still moving"));
+    SPIN_VERIFY(!lab.session->isStageMoving());
+    lab.background.setPlacement(lab.expected());
+    QCOMPARE(click("align2"), QString());
 }
 
 QTEST_MAIN(TestTrust)
