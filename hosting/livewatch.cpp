@@ -69,7 +69,7 @@ void LiveWatch::look()
     const qint64 now = m_clock.elapsed();
     m_scan.setDwellTime(m_session->panel()->scanSettings().first());
     const bool scans = m_session->panel()->showsOperatingPage() && !m_scan.isStale(now);
-    const QString progress = scans ? m_scan.progress() : QString();
+    const QString progress = scans ? m_scan.progress(now) : QString();
     const QString staleness = m_scan.staleness(now);
     const ConnectionAdvice advice = m_connection.look(signs(), now);
     if (progress == m_progress && staleness == m_staleness && advice.missing == m_advice.missing

@@ -49,6 +49,7 @@ bool ScanWatch::take(const QImage &image, qint64 nowMs)
     if (image.size() != before.size()) { // its scan begins at the top
         m_row = -1;
         m_start = 0;
+        m_frameMs = -1;
         m_dataMs = hasData() ? nowMs : -1;
         return false;
     }
@@ -59,6 +60,7 @@ bool ScanWatch::take(const QImage &image, qint64 nowMs)
     if (row >= 0) {
         m_wrapped = m_row >= 0 && row < m_row;
         m_row = m_start = row;
+        m_frameMs = m_wrapped ? nowMs : m_frameMs;
         m_seenMs = nowMs;
     } else if (nowMs - m_seenMs > patienceMs + patienceRows * rowMs()) {
         m_row = -1;
@@ -135,7 +137,7 @@ static QString durationText(qint64 ms)
     return ScanWatch::tr("%1 h %2 min").arg(minutes / 60).arg(minutes % 60);
 }
 
-QString ScanWatch::progress() const
+QString ScanWatch::progress(qint64 nowMs) const
 {
     const qint64 frame = frameMs();
     if (!hasData() || (frame >= 0 && frame < shortFrameMs))
@@ -143,9 +145,13 @@ QString ScanWatch::progress() const
     if (m_row < 0)
         return frame < 0 ? QString() : tr("a frame takes %1").arg(durationText(frame));
     const QLocale english(QLocale::English);
-    const QString row =
+    QString text =
         tr("row %1 of %2").arg(english.toString(m_row + 1), english.toString(m_image.height()));
-    return frame < 0 ? row : tr("%1, %2 left").arg(row, durationText(restMs()));
+    if (frame >= 0)
+        text += tr(", %1 left").arg(durationText(restMs()));
+    if (m_frameMs >= 0)
+        text += tr(", last frame %1 old").arg(durationText(nowMs - m_frameMs));
+    return text;
 }
 
 QString ScanWatch::staleness(qint64 nowMs) const

@@ -34,8 +34,9 @@ public:
     /// Whether the newest data are older than the slowest rows explain.
     bool isStale(qint64 nowMs) const;
 
-    /// "row 4,100 of 8,192, 56 min left"; empty for frames of less than three seconds.
-    QString progress() const;
+    /// "row 4,100 of 8,192, 56 min left, last frame 53 min old"; empty for frames of less than three
+    /// seconds.
+    QString progress(qint64 nowMs) const;
     /// "no new data for 27 s"; empty while data come.
     QString staleness(qint64 nowMs) const;
 
@@ -53,6 +54,7 @@ private:
     quint32 m_searches = 0;
     qint64 m_seenMs = 0; ///< when it was seen there
     qint64 m_dataMs = -1; ///< when data came last
+    qint64 m_frameMs = -1; ///< when a frame was complete last
 };
 
 } // namespace hosting

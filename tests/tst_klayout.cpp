@@ -317,6 +317,7 @@ void tst_klayout::verifyRestored(int cross)
 void tst_klayout::alignmentComesBackWithItsDesign()
 {
     press("disconnectButton");
+    QTRY_VERIFY(m_session->statusLine().startsWith("not connected since"));
     press("connectButton");
     verifyRestored(3);
     if (QTest::currentTestFailed())

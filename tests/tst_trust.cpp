@@ -141,6 +141,10 @@ void TestTrust::doubtfulPairsAreAskedAbout()
     SPIN_VERIFY(!lab.session->isStageMoving());
     lab.background.setPlacement(lab.expected());
     QCOMPARE(click("align2"), QString());
+    QVERIFY(lab.moves({ 1.01, 1 }));
+    click("align3");
+    lab.background.setPlacement(lab.expected());
+    QVERIFY(click("align3").contains("nearly on a line"));
 }
 
 QTEST_MAIN(TestTrust)
