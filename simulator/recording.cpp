@@ -7,6 +7,9 @@
 namespace simulator {
 namespace {
 
+const qint64 answerLimitNs = 1000000000; // two periods of the polls
+const int mostOvertaken = 64; // a reply that comes later belongs to nothing
+
 /// A connection of the capture, cut into its messages.
 struct Talk {
     capture::Connection connection;
@@ -63,13 +66,20 @@ private:
     void addCommand(const Unit &unit);
     void addReply(const Unit &unit);
     void addEnding(const capture::Connection &connection, ChannelKind channel);
+    void leaveOutLateQuestions(const capture::Connection &control);
 
     struct Asked {
-        int step; // -1: a poll
-        int stepsBefore;
+        int place; // among the steps, or the poll's answers
+        qint64 number; // of all commands
+        int overtaken = 0; // by replies to commands behind it
+        qint64 overtakenAfter = 0; // the last command sent by then
     };
+    Asked takeAsked(const QByteArray &name);
+
     RecordedSession m_session;
     QMap<QByteArray, QList<Asked>> m_asked; // without an answer yet, by name
+    QMap<QByteArray, QVector<qint64>> m_pollTimesNs;
+    qint64 m_commands = 0, m_lastNs = 0;
 };
 
 SessionReader::SessionReader(const Talk &control)
@@ -84,17 +94,26 @@ SessionReader::SessionReader(const Talk &control)
     for (; command != control.commands.end(); ++command)
         addCommand(*command);
     addEnding(control.connection, ChannelKind::Control);
+    leaveOutLateQuestions(control.connection);
 }
 
 void SessionReader::addCommand(const Unit &unit)
 {
     if (!unit.complete || unit.bytes.size() > headerBytes + qint64(maxCommandBytes))
         return;
+    m_lastNs = unit.timeNs;
     const int steps = m_session.steps.size();
-    const bool poll = isPoll(unit.name);
-    m_asked[unit.name].append({ poll ? -1 : steps, steps });
-    if (!poll)
-        m_session.steps.append({ unit.timeNs, messageOf(unit), std::nullopt });
+    ++m_commands;
+    if (isPoll(unit.name)) {
+        QVector<RecordedAnswer> &answers = m_session.answers[unit.name];
+        m_asked[unit.name].append({ answers.size(), m_commands });
+        answers.append({ steps, std::nullopt });
+        m_pollTimesNs[unit.name].append(unit.timeNs);
+        return;
+    }
+    m_asked[unit.name].append({ steps, m_commands });
+    const int captured = unit.bytes.runs.first().bytes.size();
+    m_session.steps.append({ unit.timeNs, messageOf(unit), captured - headerBytes, std::nullopt });
 }
 
 void SessionReader::addReply(const Unit &unit)
@@ -105,11 +124,35 @@ void SessionReader::addReply(const Unit &unit)
             { unit.timeNs, 0, ChannelKind::Control, unit.bytes, capture::Ending::None });
         return;
     }
-    const Asked first = asked.takeFirst();
-    if (first.step < 0)
-        m_session.answers[unit.name].append({ first.stepsBefore, unit.bytes });
+    const int place = takeAsked(unit.name).place;
+    if (isPoll(unit.name))
+        m_session.answers[unit.name][place].bytes = unit.bytes;
     else
-        m_session.steps[first.step].reply = unit.bytes;
+        m_session.steps[place].reply = unit.bytes;
+}
+
+/// The command that a reply of this name belongs to: the oldest, unless the microscope has gone
+/// past that without answering it. Neighbouring replies may come in each other's place.
+SessionReader::Asked SessionReader::takeAsked(const QByteArray &name)
+{
+    QList<Asked> &asked = m_asked[name];
+    const auto isLost = [](const Asked &one, const Asked &next) {
+        return one.overtaken > 1 || (one.overtaken == 1 && next.number > one.overtakenAfter);
+    };
+    while (asked.size() > 1 && isLost(asked[0], asked[1]))
+        asked.removeFirst();
+    const Asked found = asked.takeFirst();
+    for (QList<Asked> &others : m_asked) {
+        for (Asked &other : others) {
+            if (other.number >= found.number)
+                break;
+            if (++other.overtaken == 1)
+                other.overtakenAfter = m_commands;
+        }
+        while (!others.isEmpty() && others.first().overtaken > mostOvertaken)
+            others.removeFirst();
+    }
+    return found;
 }
 
 void SessionReader::addData(const Talk &data)
@@ -126,6 +169,21 @@ void SessionReader::addEnding(const capture::Connection &connection, ChannelKind
     const bool first = received.ending == capture::Ending::None || sent.endNs <= received.endNs;
     if (sent.ending != capture::Ending::None && first)
         m_session.events.append({ sent.endNs, 0, channel, RecordedBytes(), sent.ending });
+}
+
+/// The end of the conversation leaves no time for the answers to the last polls.
+void SessionReader::leaveOutLateQuestions(const capture::Connection &control)
+{
+    for (const capture::Stream *stream : { &control.toServer, &control.toClient })
+        m_lastNs = qMax(m_lastNs, stream->endNs);
+    for (auto answers = m_session.answers.begin(); answers != m_session.answers.end(); ++answers) {
+        QVector<qint64> &timesNs = m_pollTimesNs[answers.key()];
+        while (!answers->isEmpty() && !answers->last().bytes
+               && m_lastNs - timesNs.last() < answerLimitNs) {
+            answers->removeLast();
+            timesNs.removeLast();
+        }
+    }
 }
 
 RecordedSession SessionReader::finish()
@@ -188,7 +246,7 @@ QVector<double> firstReport(const QVector<RecordedSession> &sessions, const char
 {
     for (const RecordedSession &session : sessions) {
         for (const RecordedAnswer &answer : session.answers.value(name)) {
-            BodyReader reader(answer.bytes.filled().mid(headerBytes));
+            BodyReader reader(answer.bytes.value_or(RecordedBytes()).filled().mid(headerBytes));
             QVector<double> numbers;
             for (int i = 0; i < count; ++i)
                 numbers.append(reader.readReal());
@@ -257,12 +315,16 @@ bool isPoll(const QByteArray &name)
     return name == "StgGetPosition" || name == "GetViewField" || name == "TcpRegDataPort";
 }
 
-bool isSameCommand(const Message &one, const Message &other)
+bool isSameCommand(const RecordedStep &recorded, const Message &other)
 {
+    const Message &one = recorded.message;
     Command first, second;
     QString problem;
     if (one.name != other.name)
         return false;
+    if (recorded.capturedBody < one.body.size())
+        return one.body.size() == other.body.size()
+            && one.body.left(recorded.capturedBody) == other.body.left(recorded.capturedBody);
     return one.body == other.body
         || (decodeCommand(one, &first, &problem) && decodeCommand(other, &second, &problem)
             && first.id != CommandId::Unknown && first.arguments == second.arguments);
