@@ -185,6 +185,7 @@ private slots:
     void troubles();
     void replayServesTheHost_data();
     void replayServesTheHost();
+    void silenceIsReplayed();
     void dissectorShows_data();
     void dissectorShows();
     void damagedCaptures_data();
@@ -353,6 +354,17 @@ void TestRecorder::replayServesTheHost()
                 .contains(greyLevels(host.plugin->getImage())));
 }
 
+void TestRecorder::silenceIsReplayed()
+{
+    Program microscope(SIMULATOR_FILE, { "--port", "0", "--replay", CAPTURES "replies.pcap" });
+    QTcpSocket client;
+    client.connectToHost("127.0.0.1", quint16(microscope.port));
+    client.write(ask + wire::message("GetViewField").repeated(20) + wire::message("DtEnumDetectors"));
+    QByteArray said;
+    SPIN_VERIFY((said += client.readAll()).contains("DtEnumDetectors"));
+    QVERIFY(said.startsWith("GetWD") && !said.contains("GetViewField"));
+}
+
 void TestRecorder::dissectorShows_data()
 {
     QTest::addColumn<QStringList>("options");
@@ -366,6 +378,7 @@ void TestRecorder::dissectorShows_data()
     const QStringList chosen{ "-d", "tcp.port==9000-9001,microscope" };
     QTest::newRow("cut-connection, at 9000, Decode As") << list + chosen;
     QTest::newRow("misbehaving") << list;
+    QTest::newRow("replies") << QStringList{ "-2" } + list;
     QTest::newRow("messages") << QStringList{ "-O", "microscope", "-Y", "microscope" };
 }
 

@@ -218,9 +218,11 @@ local waiting, matched = {}, {}
 local servers = {} -- by stream: the port that accepted the connection
 local understood = {} -- by stream: the first frame with a known name
 local ends, continued = {}, {} -- where messages end that were not captured whole
+local lost, out_of_step = {}, {} -- by direction: a header was not captured; the frames behind it
 
 function microscope.init()
     waiting, matched, servers, understood, ends, continued = {}, {}, {}, {}, {}, {}
+    lost, out_of_step = {}, {}
 end
 
 local function key_of(tvb, pinfo)
@@ -387,7 +389,7 @@ end
 
 local function add_message(tvb, pinfo, root, from_microscope)
     if tvb:len() < header_bytes and tvb:reported_len() >= header_bytes then
-        return add_other(tvb, root, "message of %d bytes, not captured")
+        return add_other(tvb, root, "%d bytes, not captured")
     end
     if tvb:len() < header_bytes or not is_header(tvb, 0, pinfo) then
         local stream = stream_of()
@@ -464,10 +466,19 @@ end
 local function continued_bytes(tvb, pinfo, direction)
     local length, sequence = length_in(), sequence_of()
     if not pinfo.visited and ends[direction] and length and length.value == tvb:reported_len() then
-        local left = ends[direction] - sequence.value
-        continued[pinfo.number] = left > 0 and math.min(left, length.value) or nil
+        local left = (ends[direction] - sequence.value) % 0x100000000
+        continued[pinfo.number] = left <= largest_body and math.min(left, length.value) or nil
     end
     return length and length.value == tvb:reported_len() and continued[pinfo.number] or 0
+end
+
+-- Whether a header before this segment was not captured, and it begins with none that is known.
+local function is_out_of_step(tvb, pinfo, direction)
+    if not pinfo.visited and lost[direction] then
+        lost[direction] = tvb:len() < header_bytes or not messages[name_at(tvb, 0)]
+        out_of_step[pinfo.number] = lost[direction]
+    end
+    return out_of_step[pinfo.number]
 end
 
 function microscope.dissector(tvb, pinfo, root)
@@ -481,6 +492,9 @@ function microscope.dissector(tvb, pinfo, root)
         pinfo.cols.info:set(table.concat(texts, " | "))
     end
     local function dissect(message)
+        if message:len() < header_bytes and not pinfo.visited then
+            lost[direction] = message:len() < message:reported_len()
+        end
         show(add_message(message, pinfo, root, from_microscope))
         return message:len()
     end
@@ -494,9 +508,14 @@ function microscope.dissector(tvb, pinfo, root)
     end
     local skipped = continued_bytes(tvb, pinfo, direction)
     if skipped > 0 then
-        show(add_other(tvb(0, math.min(skipped, tvb:len())):tvb(), root, "continuation"))
+        show(add_other(tvb(0, math.min(skipped, tvb:len())):tvb(), root,
+            string.format("continuation, %d bytes", skipped)))
     end
-    if skipped < tvb:len() then
+    if skipped < tvb:reported_len() and skipped >= tvb:len() then
+        lost[direction] = true
+    elseif skipped == 0 and is_out_of_step(tvb, pinfo, direction) then
+        show(add_other(tvb, root, "%d bytes behind a header that was not captured"))
+    elseif skipped < tvb:len() then
         local rest = skipped > 0 and tvb(skipped):tvb() or tvb
         local good, problem = pcall(dissect_tcp_pdus, rest, root, header_bytes, measured, dissect)
         if not good then
@@ -504,6 +523,7 @@ function microscope.dissector(tvb, pinfo, root)
                 error(problem)
             end
             -- a header lies behind what was captured of the packet
+            lost[direction] = true
             root:add(microscope, rest(), "Microscope, the rest was not captured")
         end
         if skipped > 0 and pinfo.desegment_len ~= 0 then
