@@ -53,8 +53,8 @@ void Replay::close()
     const QStringList lines = sessionReport();
     for (const QString &line : lines)
         report(line);
-    m_differed = m_differed || !m_differences.isEmpty()
-        || m_sessionNumber > m_recording.sessions.size();
+    m_differed =
+        m_differed || !m_differences.isEmpty() || m_sessionNumber > m_recording.sessions.size();
     m_open = false;
     m_timer.stop();
 }
@@ -201,14 +201,14 @@ QString Replay::textOf(const Difference &difference)
         return "not recorded, sent " + simulator::textOf(sent);
     if (sent.name.isEmpty())
         return "recorded " + simulator::textOf(recorded) + ", not sent";
-    const bool onlyFlags = recorded.flags != sent.flags
-        && simulator::textOf(recorded) == simulator::textOf(sent);
-    return onlyFlags ? QStringLiteral("%1 with flags %2 instead of %3")
-                           .arg(simulator::textOf(sent))
-                           .arg(sent.flags)
-                           .arg(recorded.flags)
-                     : "recorded " + simulator::textOf(recorded) + ", sent "
-            + simulator::textOf(sent);
+    const bool onlyFlags =
+        recorded.flags != sent.flags && simulator::textOf(recorded) == simulator::textOf(sent);
+    return onlyFlags
+        ? QStringLiteral("%1 with flags %2 instead of %3")
+              .arg(simulator::textOf(sent))
+              .arg(sent.flags)
+              .arg(recorded.flags)
+        : "recorded " + simulator::textOf(recorded) + ", sent " + simulator::textOf(sent);
 }
 
 QStringList Replay::sessionReport() const

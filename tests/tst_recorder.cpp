@@ -359,7 +359,8 @@ void TestRecorder::silenceIsReplayed()
     Program microscope(SIMULATOR_FILE, { "--port", "0", "--replay", CAPTURES "replies.pcap" });
     QTcpSocket client;
     client.connectToHost("127.0.0.1", quint16(microscope.port));
-    client.write(ask + wire::message("GetViewField").repeated(20) + wire::message("DtEnumDetectors"));
+    client.write(ask + wire::message("GetViewField").repeated(20)
+                 + wire::message("DtEnumDetectors"));
     QByteArray said;
     SPIN_VERIFY((said += client.readAll()).contains("DtEnumDetectors"));
     QVERIFY(said.startsWith("GetWD") && !said.contains("GetViewField"));

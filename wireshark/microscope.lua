@@ -452,12 +452,12 @@ local function comes_from_microscope(pinfo, stream)
     return pinfo.src_port == server
 end
 
-local opening = Listener.new("frame", "tcp.flags.syn == 1 && tcp.flags.ack == 0")
+local opening, is_accepted = Listener.new("frame", "tcp.flags.syn == 1"), Field.new("tcp.flags.ack")
 
 function opening.packet(pinfo)
     local stream = stream_of()
     if stream then
-        servers[stream.value] = pinfo.dst_port
+        servers[stream.value] = is_accepted().value and pinfo.src_port or pinfo.dst_port
     end
 end
 
