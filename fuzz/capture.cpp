@@ -22,7 +22,7 @@ void checkSession(const RecordedSession &session)
     }
     for (const RecordedStep &step : session.steps) {
         require(!isPoll(step.message.name), "polls are no steps");
-        require(isSameCommand(step.message, step.message), "a command is the same as itself");
+        require(isSameCommand(step, step.message), "a command is the same as itself");
         textOf(step.message);
     }
     for (const QVector<RecordedAnswer> &answers : session.answers)

@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <unistd.h>
@@ -23,22 +24,24 @@ bool CaptureWriter::open(const QString &file, const FileLimits &limits, QString 
     m_limits = limits;
     m_handle.reset(
         pcap_open_dead_with_tstamp_precision(DLT_EN10MB, snapBytes, PCAP_TSTAMP_PRECISION_NANO));
-    m_number = limits.fileBytes > 0 ? lastNumber() : 0;
+    const QVector<int> there = limits.fileBytes > 0 ? numbersThere() : QVector<int>();
+    m_number = there.isEmpty() ? 0 : *std::max_element(there.begin(), there.end());
     return openNext(error);
 }
 
-/// Of the files that are there already; 0: none.
-int CaptureWriter::lastNumber() const
+/// Of the files that are there already.
+QVector<int> CaptureWriter::numbersThere() const
 {
     const QFileInfo info(nameOf(0));
-    const QString pattern = info.fileName().replace("-0000", "-*");
     const int numberAt = info.fileName().lastIndexOf("-0000") + 1;
-    int last = 0;
-    for (const QString &name : info.dir().entryList({ pattern }, QDir::Files)) {
+    QVector<int> numbers;
+    for (const QString &name : info.dir().entryList(QDir::Files)) {
         const int digits = name.size() - (info.fileName().size() - 4);
-        last = qMax(last, name.mid(numberAt, digits).toInt());
+        const int number = name.mid(numberAt, digits).toInt();
+        if (number > 0 && QFileInfo(nameOf(number)).fileName() == name)
+            numbers.append(number);
     }
-    return last;
+    return numbers;
 }
 
 QString CaptureWriter::nameOf(int number) const
@@ -68,8 +71,10 @@ bool CaptureWriter::openNext(QString *error)
         return false;
     }
     m_flushedBytes = 0;
-    if (m_limits.files > 0 && m_number > m_limits.files)
-        QFile::remove(nameOf(m_number - m_limits.files));
+    const QVector<int> there = m_limits.files > 0 ? numbersThere() : QVector<int>();
+    for (int number : there)
+        if (number <= m_number - m_limits.files)
+            QFile::remove(nameOf(number));
     return true;
 }
 

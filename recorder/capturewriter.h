@@ -41,7 +41,7 @@ private:
 
     bool openNext(QString *error);
     QString nameOf(int number) const;
-    int lastNumber() const;
+    QVector<int> numbersThere() const;
 
     QString m_name;
     FileLimits m_limits;

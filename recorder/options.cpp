@@ -31,7 +31,8 @@ bool readEndpoint(const QString &text, int lowestPort, Endpoint *endpoint, QStri
     const QUrl url("//" + text);
     const int port = url.port(controlPort);
     *error = QStringLiteral("\"%1\" is no address and port").arg(text);
-    if (!url.isValid() || url.host().isEmpty() || url.authority() != text || port < lowestPort
+    if (!url.isValid() || url.host().isEmpty()
+        || url.authority().compare(text, Qt::CaseInsensitive) != 0 || port < lowestPort
         || port > 65534)
         return false;
     endpoint->port = quint16(port);

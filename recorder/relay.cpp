@@ -12,6 +12,7 @@ namespace {
 
 const size_t bufferBytes = 64 * 1024; // more would keep the other channel waiting
 const int connectLimitMs = 10000;
+const int answerLimitMs = 5000; // hosts ask twice a second
 
 const char *nameOf(Side side)
 {
@@ -56,6 +57,8 @@ Relay::PollSet Relay::waitsFor(int *timeoutMs) const
 {
     if (m_client && !m_connected)
         *timeoutMs = int(qMin<qint64>(*timeoutMs, m_connectLimit.remainingTime() + 1));
+    if (!m_answerLimit.isForever() && m_toClient.isEmpty())
+        *timeoutMs = int(qMin<qint64>(*timeoutMs, m_answerLimit.remainingTime() + 1));
     PollSet set = { { { m_listener.get(), POLLIN, 0 },
                       { m_client.get(), eventsFor(Side::Client), 0 },
                       { m_server.get(), eventsFor(Side::Server), 0 } } };
@@ -73,6 +76,7 @@ void Relay::handle(const PollSet &happened)
         pump(&m_toServer);
         pump(&m_toClient);
     }
+    watchSilence();
     if (m_toServer.endPassed && m_toClient.endPassed)
         close();
     if (happened[0].revents)
@@ -84,7 +88,7 @@ void Relay::accept()
     Descriptor client = acceptFrom(m_listener);
     if (!client)
         return;
-    if (m_client && !m_toServer.ended) {
+    if (m_client && !m_toServer.ended && !isLeft(m_client)) {
         report(QStringLiteral("%1 channel: second client %2 refused, the microscope serves one")
                    .arg(m_channel, remoteEnd(client).text()));
         resetConnection(&client);
@@ -133,6 +137,26 @@ void Relay::giveUp(const QString &reason)
     broken(Side::Server);
 }
 
+// What the client has not taken keeps us from hearing the microscope.
+void Relay::watchSilence()
+{
+    if (m_answerLimit.isForever() || !m_toClient.isEmpty() || !m_answerLimit.hasExpired())
+        return;
+    report(QStringLiteral("%1 channel: nothing from the microscope for %2 s, though it was asked")
+               .arg(m_channel)
+               .arg(answerLimitMs / 1000));
+    m_silent = true;
+    m_answerLimit = QDeadlineTimer(QDeadlineTimer::Forever);
+}
+
+void Relay::noteAnswer()
+{
+    if (m_silent)
+        report(QStringLiteral("%1 channel: the microscope answers again").arg(m_channel));
+    m_silent = false;
+    m_answerLimit = QDeadlineTimer(QDeadlineTimer::Forever);
+}
+
 void Relay::pump(Pipe *pipe)
 {
     // What came is sent before it is logged: nobody waits for the log.
@@ -165,6 +189,8 @@ bool Relay::receive(Pipe *pipe)
     pipe->begin = 0;
     pipe->end = size_t(qMax<ssize_t>(0, count));
     m_passedBytes += qint64(pipe->end);
+    if (count > 0 && pipe->from == Side::Server)
+        noteAnswer();
     return count > 0;
 }
 
@@ -181,6 +207,8 @@ bool Relay::send(Pipe *pipe)
         return false;
     }
     pipe->begin += size_t(qMax<ssize_t>(0, count));
+    if (count > 0 && to == Side::Server && !m_silent && m_answerLimit.isForever())
+        m_answerLimit.setRemainingTime(answerLimitMs);
     return true;
 }
 
@@ -199,7 +227,8 @@ void Relay::close()
 {
     m_client = Descriptor();
     m_server = Descriptor();
-    m_connected = false;
+    m_connected = m_silent = false;
+    m_answerLimit = QDeadlineTimer(QDeadlineTimer::Forever);
     m_log.reset();
     m_toServer.ended = m_toServer.endPassed = m_toClient.ended = m_toClient.endPassed = false;
 }

@@ -48,6 +48,8 @@ private:
     void begin(Descriptor client);
     void checkConnected();
     void giveUp(const QString &reason);
+    void watchSilence();
+    void noteAnswer();
     void pump(Pipe *pipe);
     bool receive(Pipe *pipe);
     bool send(Pipe *pipe);
@@ -64,6 +66,8 @@ private:
     Descriptor m_listener, m_client, m_server;
     bool m_connected = false; // to the microscope
     QDeadlineTimer m_connectLimit;
+    QDeadlineTimer m_answerLimit{ QDeadlineTimer::Forever }; // since bytes went to the microscope
+    bool m_silent = false; // that was said
     Pipe m_toServer, m_toClient;
     std::optional<TcpLog> m_log;
     int m_connections = 0;

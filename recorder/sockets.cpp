@@ -2,6 +2,7 @@
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <cerrno>
@@ -9,6 +10,8 @@
 
 namespace capture {
 namespace {
+
+const int keepAliveSeconds = 60;
 
 struct Address {
     sockaddr_storage storage = {};
@@ -47,10 +50,18 @@ Endpoint endpointOf(Address address)
     return endpoint;
 }
 
-void switchOn(const Descriptor &socket, int level, int option)
+void set(const Descriptor &socket, int level, int option, int value = 1)
 {
-    const int on = 1;
-    setsockopt(socket.get(), level, option, &on, sizeof on);
+    setsockopt(socket.get(), level, option, &value, sizeof value);
+}
+
+// An end that was switched off says nothing; one that waits for it would wait for ever.
+void setUpStream(const Descriptor &socket)
+{
+    set(socket, IPPROTO_TCP, TCP_NODELAY);
+    set(socket, SOL_SOCKET, SO_KEEPALIVE);
+    set(socket, IPPROTO_TCP, TCP_KEEPIDLE, keepAliveSeconds);
+    set(socket, IPPROTO_TCP, TCP_KEEPINTVL, keepAliveSeconds / 4);
 }
 
 } // namespace
@@ -59,7 +70,7 @@ Descriptor listenAt(const Endpoint &endpoint)
 {
     Address address = addressOf(endpoint);
     Descriptor listener(socket(address.family(), SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    switchOn(listener, SOL_SOCKET, SO_REUSEADDR);
+    set(listener, SOL_SOCKET, SO_REUSEADDR);
     if (bind(listener.get(), address.get(), address.length) != 0 || listen(listener.get(), 4) != 0)
         return Descriptor();
     return listener;
@@ -68,7 +79,7 @@ Descriptor listenAt(const Endpoint &endpoint)
 Descriptor acceptFrom(const Descriptor &listener)
 {
     Descriptor socket(accept4(listener.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-    switchOn(socket, IPPROTO_TCP, TCP_NODELAY);
+    setUpStream(socket);
     return socket;
 }
 
@@ -76,10 +87,16 @@ Descriptor beginToConnect(const Endpoint &endpoint)
 {
     Address address = addressOf(endpoint);
     Descriptor socket(::socket(address.family(), SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    switchOn(socket, IPPROTO_TCP, TCP_NODELAY);
+    setUpStream(socket);
     if (connect(socket.get(), address.get(), address.length) != 0 && errno != EINPROGRESS)
         return Descriptor();
     return socket;
+}
+
+bool isLeft(const Descriptor &socket)
+{
+    pollfd left = { socket.get(), POLLRDHUP, 0 };
+    return poll(&left, 1, 0) > 0;
 }
 
 int connectionError(const Descriptor &socket)

@@ -41,6 +41,7 @@ private:
 Descriptor listenAt(const Endpoint &endpoint);
 Descriptor acceptFrom(const Descriptor &listener);
 Descriptor beginToConnect(const Endpoint &endpoint); ///< writable when that is decided
+bool isLeft(const Descriptor &socket); ///< whether the other end has closed or reset it
 int connectionError(const Descriptor &socket); ///< errno of an attempt to connect; 0: connected
 
 Endpoint localEnd(const Descriptor &socket);

@@ -1,26 +1,12 @@
 #include "simulator/recording.h"
 
 #include "simulator/microscope.h"
+#include "simulator/sessionreader.h"
 
 #include <algorithm>
 
 namespace simulator {
 namespace {
-
-/// A connection of the capture, cut into its messages.
-struct Talk {
-    capture::Connection connection;
-    QVector<Unit> commands, replies;
-    int understood = 0; // commands that the microscope knows
-    qint64 leftOutBytes = 0;
-};
-
-Message messageOf(const Unit &unit)
-{
-    const QByteArray bytes = unit.bytes.filled();
-    return { unit.name, quint8(bytes.size() > flagsOffset ? bytes.at(flagsOffset) : 0),
-             bytes.mid(headerBytes) };
-}
 
 bool isUnderstood(const Unit &unit)
 {
@@ -50,98 +36,6 @@ Talk readTalk(capture::Connection connection)
     std::swap(connection.toServer, connection.toClient);
     const Talk turned = cutTalk(connection);
     return turned.understood > talk.understood ? turned : talk;
-}
-
-/// Puts the two channels' traffic together to a session.
-class SessionReader {
-public:
-    explicit SessionReader(const Talk &control);
-    void addData(const Talk &data);
-    RecordedSession finish();
-
-private:
-    void addCommand(const Unit &unit);
-    void addReply(const Unit &unit);
-    void addEnding(const capture::Connection &connection, ChannelKind channel);
-
-    struct Asked {
-        int step; // -1: a poll
-        int stepsBefore;
-    };
-    RecordedSession m_session;
-    QMap<QByteArray, QList<Asked>> m_asked; // without an answer yet, by name
-};
-
-SessionReader::SessionReader(const Talk &control)
-{
-    m_session.openedNs = control.connection.openedNs;
-    auto command = control.commands.begin();
-    for (const Unit &reply : control.replies) {
-        for (; command != control.commands.end() && command->timeNs <= reply.timeNs; ++command)
-            addCommand(*command);
-        addReply(reply);
-    }
-    for (; command != control.commands.end(); ++command)
-        addCommand(*command);
-    addEnding(control.connection, ChannelKind::Control);
-}
-
-void SessionReader::addCommand(const Unit &unit)
-{
-    if (!unit.complete || unit.bytes.size() > headerBytes + qint64(maxCommandBytes))
-        return;
-    const int steps = m_session.steps.size();
-    const bool poll = isPoll(unit.name);
-    m_asked[unit.name].append({ poll ? -1 : steps, steps });
-    if (!poll)
-        m_session.steps.append({ unit.timeNs, messageOf(unit), std::nullopt });
-}
-
-void SessionReader::addReply(const Unit &unit)
-{
-    QList<Asked> &asked = m_asked[unit.name];
-    if (asked.isEmpty()) {
-        m_session.events.append(
-            { unit.timeNs, 0, ChannelKind::Control, unit.bytes, capture::Ending::None });
-        return;
-    }
-    const Asked first = asked.takeFirst();
-    if (first.step < 0)
-        m_session.answers[unit.name].append({ first.stepsBefore, unit.bytes });
-    else
-        m_session.steps[first.step].reply = unit.bytes;
-}
-
-void SessionReader::addData(const Talk &data)
-{
-    for (const Unit &unit : data.replies)
-        m_session.events.append(
-            { unit.timeNs, 0, ChannelKind::Data, unit.bytes, capture::Ending::None });
-    addEnding(data.connection, ChannelKind::Data);
-}
-
-void SessionReader::addEnding(const capture::Connection &connection, ChannelKind channel)
-{
-    const capture::Stream &sent = connection.toClient, &received = connection.toServer;
-    const bool first = received.ending == capture::Ending::None || sent.endNs <= received.endNs;
-    if (sent.ending != capture::Ending::None && first)
-        m_session.events.append({ sent.endNs, 0, channel, RecordedBytes(), sent.ending });
-}
-
-RecordedSession SessionReader::finish()
-{
-    QVector<RecordedEvent> &events = m_session.events;
-    std::stable_sort(events.begin(), events.end(),
-                     [](const RecordedEvent &one, const RecordedEvent &other) {
-                         return one.timeNs < other.timeNs;
-                     });
-    int step = 0;
-    for (RecordedEvent &event : events) {
-        while (step < m_session.steps.size() && m_session.steps[step].timeNs <= event.timeNs)
-            ++step;
-        event.step = step;
-    }
-    return m_session;
 }
 
 // Connections to it in which nothing was said count, too.
@@ -188,7 +82,7 @@ QVector<double> firstReport(const QVector<RecordedSession> &sessions, const char
 {
     for (const RecordedSession &session : sessions) {
         for (const RecordedAnswer &answer : session.answers.value(name)) {
-            BodyReader reader(answer.bytes.filled().mid(headerBytes));
+            BodyReader reader(answer.bytes.value_or(RecordedBytes()).filled().mid(headerBytes));
             QVector<double> numbers;
             for (int i = 0; i < count; ++i)
                 numbers.append(reader.readReal());
@@ -257,12 +151,16 @@ bool isPoll(const QByteArray &name)
     return name == "StgGetPosition" || name == "GetViewField" || name == "TcpRegDataPort";
 }
 
-bool isSameCommand(const Message &one, const Message &other)
+bool isSameCommand(const RecordedStep &recorded, const Message &other)
 {
+    const Message &one = recorded.message;
     Command first, second;
     QString problem;
     if (one.name != other.name)
         return false;
+    if (recorded.capturedBody < one.body.size())
+        return one.body.size() == other.body.size()
+            && one.body.left(recorded.capturedBody) == other.body.left(recorded.capturedBody);
     return one.body == other.body
         || (decodeCommand(one, &first, &problem) && decodeCommand(other, &second, &problem)
             && first.id != CommandId::Unknown && first.arguments == second.arguments);

@@ -16,13 +16,14 @@ namespace simulator {
 struct RecordedStep {
     qint64 timeNs = 0;
     Message message;
+    int capturedBody = 0; ///< how many bytes of the body are known, from its start
     std::optional<RecordedBytes> reply;
 };
 
 /// The answer to a poll: a command that hosts send again and again.
 struct RecordedAnswer {
     int step = 0; ///< how many steps were taken before
-    RecordedBytes bytes;
+    std::optional<RecordedBytes> bytes; ///< none: the microscope stayed silent
 };
 
 /// What the microscope did without being asked.
@@ -56,8 +57,9 @@ bool loadRecording(const QString &file, Recording *recording, QString *error);
 /// Whether hosts send this command again and again, however long the session takes.
 bool isPoll(const QByteArray &name);
 
-/// Whether both ask for the same, however the numbers are written.
-bool isSameCommand(const Message &one, const Message &other);
+/// Whether both ask for the same, however the numbers are written and whatever the flags are. Of a
+/// command that was captured in part the known part is compared.
+bool isSameCommand(const RecordedStep &recorded, const Message &command);
 
 QString textOf(const Message &command);
 

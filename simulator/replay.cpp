@@ -3,6 +3,8 @@
 #include "simulator/channel.h"
 #include "simulator/report.h"
 
+#include <algorithm>
+
 namespace simulator {
 namespace {
 
@@ -36,7 +38,7 @@ void Replay::open()
     m_step = m_event = m_asRecorded = m_skipped = 0;
     m_polls.clear();
     m_differences.clear();
-    m_otherScan = m_dataSeen = false;
+    m_otherScan = m_dataSeen = m_pollRefused = false;
     m_stepNs = m_session.openedNs;
     m_clock.start();
     deliver();
@@ -51,22 +53,25 @@ void Replay::close()
     const QStringList lines = sessionReport();
     for (const QString &line : lines)
         report(line);
-    m_differed = m_differed || !m_differences.isEmpty();
+    m_differed =
+        m_differed || !m_differences.isEmpty() || m_sessionNumber > m_recording.sessions.size();
     m_open = false;
     m_timer.stop();
 }
 
 Replay::Answer Replay::take(const Message &command)
 {
-    if (isPoll(command.name)) {
-        const bool given = answerPoll(command.name);
-        return given ? Answer::Given : m_strict ? Answer::Refused : Answer::NotHeld;
-    }
+    if (isPoll(command.name))
+        return answerPoll(command);
     const int step = findStep(command);
     if (step >= 0) {
         goTo(step);
-        if (const auto &reply = m_session.steps[step].reply)
-            m_control->sendBytes(reply->filled());
+        const Message &recorded = m_session.steps[step].message;
+        if (recorded.flags == command.flags)
+            ++m_asRecorded;
+        else
+            m_differences.append({ step, recorded, command });
+        send(m_session.steps[step].reply);
         deliver();
         return Answer::Given;
     }
@@ -74,31 +79,48 @@ Replay::Answer Replay::take(const Message &command)
     m_otherScan = m_otherScan || command.name == "ScScanXY";
     if (!m_strict)
         return Answer::NotHeld;
-    report("refused, not in the recording: " + textOf(command));
+    report("refused, not in the recording: " + simulator::textOf(command));
     return Answer::Refused;
 }
 
-/// The answers of the time between two steps, in their order; then the last of them again.
-bool Replay::answerPoll(const QByteArray &name)
+/// The answers of the time between two steps, in their order, silence among them; then the last of
+/// them again for as long as the recorded microscope went on answering.
+Replay::Answer Replay::answerPoll(const Message &poll)
 {
-    const QVector<RecordedAnswer> answers = m_session.answers.value(name);
-    if (answers.isEmpty())
-        return false;
-    int &next = m_polls[name];
+    const QVector<RecordedAnswer> answers = m_session.answers.value(poll.name);
+    int &next = m_polls[poll.name];
     while (next + 1 < answers.size() && answers[next].step < m_step
            && answers[next + 1].step <= m_step)
         ++next;
-    const bool ahead = next >= answers.size() || (answers[next].step > m_step && next > 0);
-    m_control->sendBytes(answers[ahead ? next - 1 : next].bytes.filled());
-    next += ahead ? 0 : 1;
-    return true;
+    if (next < answers.size() && (answers[next].step <= m_step || next == 0)) {
+        send(answers[next++].bytes);
+        return Answer::Given;
+    }
+    const auto isGiven = [](const RecordedAnswer &answer) { return answer.bytes.has_value(); };
+    const bool wentOn = std::any_of(answers.begin() + next, answers.end(), isGiven);
+    const bool endedWell = !answers.isEmpty() && isGiven(answers.last());
+    if (wentOn || (endedWell && !m_strict)) {
+        const auto last = std::find_if(answers.rend() - next, answers.rend(), isGiven);
+        send(last == answers.rend() ? std::nullopt : last->bytes);
+        return Answer::Given;
+    }
+    if (m_strict && !m_pollRefused)
+        report("refused, more often than in the recording: " + simulator::textOf(poll));
+    m_pollRefused = m_pollRefused || m_strict;
+    return m_strict ? Answer::Refused : answers.isEmpty() ? Answer::NotHeld : Answer::Given;
+}
+
+void Replay::send(const std::optional<RecordedBytes> &reply)
+{
+    if (reply)
+        m_control->sendBytes(reply->filled());
 }
 
 int Replay::findStep(const Message &command) const
 {
     const int end = qMin(m_session.steps.size(), m_step + lookAhead);
     for (int step = m_step; step < end; ++step)
-        if (isSameCommand(m_session.steps[step].message, command))
+        if (isSameCommand(m_session.steps[step], command))
             return step;
     return -1;
 }
@@ -108,7 +130,6 @@ void Replay::goTo(int step)
     for (; m_step < step; ++m_step)
         notSent(m_step);
     ++m_step;
-    ++m_asRecorded;
     const QByteArray &name = m_session.steps[step].message.name;
     m_otherScan = m_otherScan && name != "ScStopScan" && name != "ScScanXY";
     m_stepNs = m_session.steps[step].timeNs;
@@ -173,6 +194,23 @@ void Replay::play(const RecordedEvent &event)
         m_dataSeen = false; // it may come again
 }
 
+QString Replay::textOf(const Difference &difference)
+{
+    const Message &recorded = difference.recorded, &sent = difference.sent;
+    if (recorded.name.isEmpty())
+        return "not recorded, sent " + simulator::textOf(sent);
+    if (sent.name.isEmpty())
+        return "recorded " + simulator::textOf(recorded) + ", not sent";
+    const bool onlyFlags =
+        recorded.flags != sent.flags && simulator::textOf(recorded) == simulator::textOf(sent);
+    return onlyFlags
+        ? QStringLiteral("%1 with flags %2 instead of %3")
+              .arg(simulator::textOf(sent))
+              .arg(sent.flags)
+              .arg(recorded.flags)
+        : "recorded " + simulator::textOf(recorded) + ", sent " + simulator::textOf(sent);
+}
+
 QStringList Replay::sessionReport() const
 {
     const int sessions = m_recording.sessions.size();
@@ -188,15 +226,10 @@ QStringList Replay::sessionReport() const
     if (m_skipped > 0)
         lines.append(QStringLiteral("  %1 pieces of data not sent: the client went on sooner")
                          .arg(m_skipped));
-    for (int i = 0; i < qMin(mostLines, m_differences.size()); ++i) {
-        const Difference &difference = m_differences[i];
-        const bool onlyRecorded = difference.sent.name.isEmpty();
-        const bool onlySent = difference.recorded.name.isEmpty();
-        lines.append(QStringLiteral("  command %1: %2%3")
-                         .arg(difference.step + 1)
-                         .arg(onlySent ? "not recorded" : "recorded " + textOf(difference.recorded))
-                         .arg(onlyRecorded ? ", not sent" : ", sent " + textOf(difference.sent)));
-    }
+    for (int i = 0; i < qMin(mostLines, m_differences.size()); ++i)
+        lines.append(QStringLiteral("  command %1: %2")
+                         .arg(m_differences[i].step + 1)
+                         .arg(textOf(m_differences[i])));
     if (m_differences.size() > mostLines)
         lines.append(QStringLiteral("  and %1 more").arg(m_differences.size() - mostLines));
     return lines;

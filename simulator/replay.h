@@ -38,7 +38,8 @@ private:
 
     void open();
     void close();
-    bool answerPoll(const QByteArray &name);
+    Answer answerPoll(const Message &poll);
+    void send(const std::optional<RecordedBytes> &reply);
     int findStep(const Message &command) const;
     void goTo(int step);
     void notSent(int step);
@@ -46,6 +47,7 @@ private:
     void play(const RecordedEvent &event);
     qint64 waitNs(const RecordedEvent &event) const;
     bool isDropped(const RecordedEvent &event) const;
+    static QString textOf(const Difference &difference);
     QStringList sessionReport() const;
 
     Recording m_recording;
@@ -60,6 +62,7 @@ private:
     int m_event = 0;
     QMap<QByteArray, int> m_polls; // answers given, by name
     bool m_otherScan = false; // the client started one that was not recorded
+    bool m_pollRefused = false; // that was said
     bool m_dataSeen = false; // the client has opened the data channel
     QElapsedTimer m_clock; // since the last step
     qint64 m_stepNs = 0; // when that was in the recording

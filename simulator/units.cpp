@@ -10,6 +10,7 @@ namespace simulator {
 namespace {
 
 const qint64 mostZeros = 256 << 20; // more was never sent in one go
+const quint32 largestOddBody = 1 << 20; // of a message whose name is no word
 
 void append(RecordedBytes *bytes, const QByteArray &known, qint64 missing)
 {
@@ -19,14 +20,26 @@ void append(RecordedBytes *bytes, const QByteArray &known, qint64 missing)
     bytes->runs.last().missing += missing;
 }
 
+quint32 bodySizeIn(const QByteArray &header)
+{
+    return qFromLittleEndian<quint32>(header.constData() + sizeOffset);
+}
+
 QByteArray nameIn(const QByteArray &header)
 {
-    const QByteArray field = header.left(nameBytes);
-    const QByteArray name = field.left(int(qstrnlen(field.constData(), nameBytes)));
+    return header.left(int(qstrnlen(header.constData(), nameBytes)));
+}
+
+/// Whether this is the header of a message whose name is a word.
+bool isPlainHeader(const QByteArray &header)
+{
+    if (header.size() < headerBytes)
+        return false;
+    const QByteArray name = nameIn(header);
     const bool printable =
         std::all_of(name.begin(), name.end(), [](char c) { return c > ' ' && c < 127; });
-    const bool padded = field.count('\0') == nameBytes - name.size();
-    return header.size() >= headerBytes && printable && padded ? name : QByteArray();
+    const bool padded = header.left(nameBytes).count('\0') == nameBytes - name.size();
+    return !name.isEmpty() && printable && padded;
 }
 
 class UnitCutter {
@@ -53,7 +66,7 @@ private:
 
 void UnitCutter::take(const capture::Piece &piece)
 {
-    if (m_state != InStep && !nameIn(piece.bytes).isEmpty())
+    if (m_state != InStep && isPlainHeader(piece.bytes))
         m_state = InStep;
     m_unit.timeNs = piece.timeNs;
     takeBytes(piece.bytes);
@@ -95,11 +108,13 @@ void UnitCutter::takeMissing(qint64 count)
 void UnitCutter::readHeader()
 {
     const QByteArray header = m_unit.bytes.filled();
-    m_unit.name = nameIn(header);
+    const quint32 size = bodySizeIn(header);
+    if (isPlainHeader(header) || size <= largestOddBody)
+        m_unit.name = nameIn(header);
     if (m_unit.name.isEmpty())
         m_state = InGarbage;
     else
-        m_wanted += qFromLittleEndian<quint32>(header.constData() + sizeOffset);
+        m_wanted += size;
 }
 
 void UnitCutter::complete()

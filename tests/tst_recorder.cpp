@@ -185,6 +185,7 @@ private slots:
     void troubles();
     void replayServesTheHost_data();
     void replayServesTheHost();
+    void silenceIsReplayed();
     void dissectorShows_data();
     void dissectorShows();
     void damagedCaptures_data();
@@ -256,11 +257,11 @@ void TestRecorder::recordingIsTheConversation()
 void TestRecorder::filesAreLimited()
 {
     QTemporaryDir folder;
-    const QStringList limits{ "--scan-bytes", "all", "--file-size", "1", "--files", "3" };
-    for (int run = 0; run < 2; ++run) {
+    for (const char *files : { "3", "2" }) {
+        const QStringList limits{ "--scan-bytes", "all", "--file-size", "1", "--files", files };
         FakeMicroscope microscope;
         Program recorder(RECORDER_FILE,
-                         recorderArguments(microscope.port(), folder.filePath("day.pcap"))
+                         recorderArguments(microscope.port(), folder.filePath("[day.pcap"))
                              + limits);
         QTcpSocket data;
         data.connectToHost("127.0.0.1", quint16(recorder.port + 1));
@@ -271,7 +272,7 @@ void TestRecorder::filesAreLimited()
         QCOMPARE(recorder.end(), 0);
     }
     QCOMPARE(QDir(folder.path()).entryList(QDir::Files).join(' '),
-             QString("day-0004.pcap day-0005.pcap day-0006.pcap"));
+             QString("[day-0005.pcap [day-0006.pcap"));
 }
 
 // Each is said once, and the conversation goes on.
@@ -353,6 +354,18 @@ void TestRecorder::replayServesTheHost()
                 .contains(greyLevels(host.plugin->getImage())));
 }
 
+void TestRecorder::silenceIsReplayed()
+{
+    Program microscope(SIMULATOR_FILE, { "--port", "0", "--replay", CAPTURES "replies.pcap" });
+    QTcpSocket client;
+    client.connectToHost("127.0.0.1", quint16(microscope.port));
+    client.write(ask + wire::message("GetViewField").repeated(20)
+                 + wire::message("DtEnumDetectors"));
+    QByteArray said;
+    SPIN_VERIFY((said += client.readAll()).contains("DtEnumDetectors"));
+    QVERIFY(said.startsWith("GetWD") && !said.contains("GetViewField"));
+}
+
 void TestRecorder::dissectorShows_data()
 {
     QTest::addColumn<QStringList>("options");
@@ -366,6 +379,7 @@ void TestRecorder::dissectorShows_data()
     const QStringList chosen{ "-d", "tcp.port==9000-9001,microscope" };
     QTest::newRow("cut-connection, at 9000, Decode As") << list + chosen;
     QTest::newRow("misbehaving") << list;
+    QTest::newRow("replies") << QStringList{ "-2" } + list;
     QTest::newRow("messages") << QStringList{ "-O", "microscope", "-Y", "microscope" };
 }
 
