@@ -12,14 +12,18 @@ const int halvings = 6; // 64 cells
 const int grain = 4; // pixels; neighbouring ones are not independent
 const int selfPeaks = 12;
 
+// Of each block what the other colour's weights say.
 cv::Mat chequered(const cv::Mat &black, const cv::Mat &white)
 {
-    cv::Mat result(black.size(), CV_32F);
-    for (int y = 0; y < result.rows; ++y) {
-        for (int x = 0; x < result.cols; ++x) {
-            const cv::Mat &from = colourOf(blockAt(x, y, result.size())) == 0 ? white : black;
-            result.at<float>(y, x) = from.at<float>(y, x);
-        }
+    cv::Mat result = white.clone();
+    auto edge = [](int n, int size) { return (n * size + blocksAcross - 1) / blocksAcross; };
+    for (int block = 0; block < blocksAcross * blocksAcross; ++block) {
+        if (colourOf(block) == 0)
+            continue;
+        const int bx = block % blocksAcross, by = block / blocksAcross;
+        const cv::Rect part({ edge(bx, result.cols), edge(by, result.rows) },
+                            cv::Point(edge(bx + 1, result.cols), edge(by + 1, result.rows)));
+        black(part).copyTo(result(part));
     }
     return result;
 }
@@ -130,6 +134,20 @@ cv::Mat CrossPrediction::picture(const Placing &placing, const cv::Size &image) 
     return chequered(m_fromBlack.picture(placing, image), m_fromWhite.picture(placing, image));
 }
 
+CrossPrediction::Drawn CrossPrediction::draw(const Placing &placing, const cv::Size &image,
+                                             int margin) const
+{
+    return { m_fromBlack.draw(placing, image, margin), m_fromWhite.draw(placing, image, margin),
+             margin };
+}
+
+cv::Mat CrossPrediction::Drawn::shifted(const cv::Point &shift) const
+{
+    const cv::Rect part(margin + shift.x, margin + shift.y, black.cols - 2 * margin,
+                        black.rows - 2 * margin);
+    return chequered(black(part), white(part));
+}
+
 cv::Mat shadingPicture(const Features &features, const WeightProblem &problem, const cv::Size &image)
 {
     const Placing anywhere { {}, cv::Matx22d::eye() };
@@ -154,15 +172,16 @@ double advantage(const cv::Mat &image, const cv::Mat &mine, const cv::Mat &other
 double advantageOverShifts(const cv::Mat &image, const CrossPrediction &prediction,
                            const Placing &placing, int mostShift)
 {
+    const int margin = std::min({ mostShift, image.cols / 2, image.rows / 2 });
+    const CrossPrediction::Drawn drawn = prediction.draw(placing, image.size(), margin);
     const cv::Mat mine = prediction.picture(placing, image.size());
+    const cv::Mat shading = mine - drawn.shifted({});
     std::vector<cv::Point> shifts = ringShifts();
-    addSelfPeaks(mine, std::min({ mostShift, image.cols / 2, image.rows / 2 }), &shifts);
+    addSelfPeaks(mine, margin, &shifts);
     double least = 1e9;
     for (const cv::Point &shift : shifts) {
-        Placing shifted = placing;
-        shifted.centre += cv::Point2d(placing.axes * cv::Vec2d(shift.x, shift.y));
-        least = std::min(least,
-                         advantage(image, mine, prediction.picture(shifted, image.size())));
+        if (std::max(std::abs(shift.x), std::abs(shift.y)) <= margin)
+            least = std::min(least, advantage(image, mine, drawn.shifted(shift) + shading));
     }
     return least;
 }

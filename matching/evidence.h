@@ -13,6 +13,15 @@ public:
 
     cv::Mat picture(const Placing &placing, const cv::Size &image) const;
 
+    /// The picture without its shading, and what lies around it.
+    struct Drawn {
+        cv::Mat black, white;
+        int margin; ///< pixels on each side
+
+        cv::Mat shifted(const cv::Point &shift) const; ///< by no more than the margin
+    };
+    Drawn draw(const Placing &placing, const cv::Size &image, int margin) const;
+
 private:
     Prediction m_fromBlack, m_fromWhite;
 };

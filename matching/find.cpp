@@ -14,6 +14,7 @@ namespace {
 
 const int leastEdge = 32; // pixels of an image
 const int workEdge = 256; // pixels at which places are compared
+const int searchEdge = 192; // pixels at which they are searched at most
 const int mostSearchEdge = 512; // pixels of the design's window in the search
 const int candidates = 8;
 const int rivalsAround = 6;
@@ -33,6 +34,21 @@ struct View {
         });
     }
 };
+
+View reduced(const View &view, double factor)
+{
+    View result;
+    result.window = view.window;
+    result.window.size = cv::Size(cvRound(view.window.size.width / factor),
+                                  cvRound(view.window.size.height / factor));
+    result.window.pixelSize *= double(view.window.size.width) / result.window.size.width;
+    for (const cv::Mat &layer : view.coverage) {
+        cv::Mat smaller;
+        cv::resize(layer, smaller, result.window.size, 0, 0, cv::INTER_AREA);
+        result.coverage.push_back(smaller);
+    }
+    return result;
+}
 
 // Half the width and height of what an image covers in a design or window, and a margin.
 cv::Point2d halfExtent(const cv::Matx22d &axes, const cv::Size &image, double margin)
@@ -119,11 +135,12 @@ public:
 
 private:
     bool cancelled() const { return m_options.cancelled && m_options.cancelled(); }
+    bool isFineSearch() const { return m_coarse.factor < 2 * m_work.factor; }
     View look(const cv::Point2d &centre, const cv::Point2d &half, double pixelSize) const;
     std::vector<Place> coarsePlaces();
     std::vector<Place> sharpened(const std::vector<Place> &coarse);
     std::vector<Place> placesAround(const Place &best) const;
-    bool refinePlace(Place *place, int stride) const;
+    bool refinePlace(Place *place, int rounds) const;
     void keepDifferent(std::vector<Place> *places) const;
     void decide(const std::vector<Place> &places, Match *match) const;
     void finish(const Place &best, Match *match) const;
@@ -140,7 +157,7 @@ double coarseEdge(const cv::Mat &image, const Start &start)
 {
     const double pixels = std::max(image.cols, image.rows);
     const double searched = pixels * 1.1 + 2 * start.reach / start.pose.pixelSize();
-    return std::clamp(mostSearchEdge * pixels / searched, double(leastEdge), double(workEdge));
+    return std::clamp(mostSearchEdge * pixels / searched, double(leastEdge), double(searchEdge));
 }
 
 Finder::Finder(const cv::Mat &image, const Design &design, const Start &start,
@@ -179,30 +196,34 @@ std::vector<Place> Finder::coarsePlaces()
         + (drawMargin + 2) * pixelSize;
     const cv::Point2d searched = halfExtent(lying.axes, m_coarse.grey.size(), slack);
     const double beyond = m_options.lookAround * imageWidth;
-    m_view = look(lying.centre, searched + cv::Point2d(beyond, beyond), pixelSize);
+    // One picture serves search and comparison if that does not make it large.
+    const double finer = isFineSearch() ? m_coarse.factor / m_work.factor : 1;
+    m_view = look(lying.centre, searched + cv::Point2d(beyond, beyond), pixelSize / finer);
     if (!m_view.hasShapes())
         return {};
 
-    Placing placing = placingOf(lying, m_view.window);
-    const cv::Point2d half = searched / pixelSize;
+    View searchView = reduced(m_view, finer);
+    Placing placing = placingOf(lying, searchView.window);
+    const cv::Point2d half = searched / searchView.window.pixelSize;
     const cv::Rect part = cv::Rect(cv::Point(placing.centre - half), cv::Point(placing.centre + half))
-        & cv::Rect({}, m_view.window.size);
-    std::vector<cv::Mat> coverage;
-    for (const cv::Mat &layer : m_view.coverage)
-        coverage.push_back(layer(part));
+        & cv::Rect({}, searchView.window.size);
+    for (cv::Mat &layer : searchView.coverage)
+        layer = layer(part);
     placing.centre -= cv::Point2d(part.tl());
 
     const double radius = std::max(m_coarse.grey.cols, m_coarse.grey.rows) / 2.;
     const Range range { m_start.reach / pixelSize, m_start.turn, 1.12 / radius, m_start.scale,
                         1.28 / radius };
-    const auto found = search(edgeFieldOfImage(m_coarse.grey), edgeFieldOfLayers(coverage), placing,
+    const auto found = search(edgeFieldOfImage(m_coarse.grey), edgeFieldOfLayers(searchView.coverage), placing,
                               range, candidates, [this] { return cancelled(); });
     std::vector<Place> places;
     for (const Candidate &candidate : found) {
         Place place;
         place.view = m_view;
-        place.refined.placing = candidate.placing;
-        place.refined.placing.centre += cv::Point2d(part.tl());
+        Placing found = candidate.placing;
+        found.centre += cv::Point2d(part.tl());
+        place.refined.placing = placingOf(poseOf(found, searchView.window), m_view.window);
+        place.refined.placing.axes *= 1 / finer;
         places.push_back(place);
     }
     return places;
@@ -211,9 +232,9 @@ std::vector<Place> Finder::coarsePlaces()
 // From the coarse search to the resolution at which places are compared.
 std::vector<Place> Finder::sharpened(const std::vector<Place> &coarse)
 {
-    const double ratio = m_coarse.factor / m_work.factor;
-    if (ratio < 1.001)
+    if (isFineSearch())
         return coarse;
+    const double ratio = m_coarse.factor / m_work.factor;
     const cv::Mat field = edgeFieldOfImage(m_work.grey);
     const double radius = std::max(m_work.grey.cols, m_work.grey.rows) / 2.;
     const Range range { 2 * ratio, 0.56 * ratio / radius, 1.12 / radius, 0.64 * ratio / radius,
@@ -244,17 +265,9 @@ std::vector<Place> Finder::placesAround(const Place &best) const
 {
     if (m_options.lookAround <= 0)
         return {};
-    View half;
-    half.window = m_view.window;
-    half.window.pixelSize *= 2;
-    half.window.size = m_view.window.size / 2;
-    for (const cv::Mat &layer : m_view.coverage) {
-        cv::Mat smaller;
-        cv::resize(layer(cv::Rect({}, half.window.size * 2)), smaller, half.window.size, 0, 0,
-                   cv::INTER_AREA);
-        half.coverage.push_back(smaller);
-    }
-    const Scaled image(m_work.grey, std::max(m_coarse.grey.cols, m_coarse.grey.rows) / 2.);
+    const View half = reduced(m_view, 2);
+    const double ratio = half.window.pixelSize / best.pose().pixelSize();
+    const Scaled image(m_work.grey, std::max(m_work.grey.cols, m_work.grey.rows) / ratio);
     const Pose lying = image.lying(best.pose());
     Placing placing = placingOf(lying, half.window);
     placing.centre = { half.window.size.width / 2., half.window.size.height / 2. };
@@ -281,7 +294,7 @@ std::vector<Place> Finder::placesAround(const Place &best) const
     return places;
 }
 
-bool Finder::refinePlace(Place *place, int stride) const
+bool Finder::refinePlace(Place *place, int rounds) const
 {
     if (place->view.coverage.empty())
         return false;
@@ -289,8 +302,8 @@ bool Finder::refinePlace(Place *place, int stride) const
                             around(place->refined.placing, m_work.grey.size(), drawMargin));
     if (features.isEmpty())
         return false;
-    place->refined = refine(m_work.grey, features, place->refined.placing, { 1.5, 1 }, 2, 3, stride);
-    const WeightProblem problem(m_work.grey, features, place->refined.placing, stride);
+    place->refined = refine(m_work.grey, features, place->refined.placing, { 1.5, 1 }, rounds, 3, 2);
+    const WeightProblem problem(m_work.grey, features, place->refined.placing, 2);
     if (!problem.isCovered())
         return false;
     place->predicted = CrossPrediction(features, problem).picture(place->refined.placing,

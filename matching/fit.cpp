@@ -121,23 +121,36 @@ Prediction::Prediction(const Features &features, const Weights &weights)
 {
 }
 
-cv::Mat Prediction::picture(const Placing &placing, const cv::Size &image) const
+cv::Mat Prediction::draw(const Placing &placing, const cv::Size &image, int margin) const
 {
     const Grid grid(image);
     const cv::Matx22d &axes = placing.axes;
     const float mean = float(cv::mean(m_sum)[0]);
-    cv::Mat result(image, CV_32F);
+    cv::Mat result(image + cv::Size(2 * margin, 2 * margin), CV_32F);
+    for (int y = 0; y < result.rows; ++y) {
+        float *row = result.ptr<float>(y);
+        const double u = grid.u(-margin), v = grid.v(y - margin);
+        const double left = placing.centre.x + axes(0, 0) * u + axes(0, 1) * v - m_topLeft.x - 0.5;
+        const double top = placing.centre.y + axes(1, 0) * u + axes(1, 1) * v - m_topLeft.y - 0.5;
+        for (int x = 0; x < result.cols; ++x)
+            row[x] = sample(m_sum, left + axes(0, 0) * x, top + axes(1, 0) * x, mean);
+    }
+    return result;
+}
+
+cv::Mat Prediction::picture(const Placing &placing, const cv::Size &image) const
+{
+    const Grid grid(image);
+    cv::Mat result = draw(placing, image, 0);
     for (int y = 0; y < image.height; ++y) {
         float *row = result.ptr<float>(y);
-        const double v = grid.v(y), sy = v / grid.halfY;
-        const double left = placing.centre.x + axes(0, 1) * v - m_topLeft.x - 0.5;
-        const double top = placing.centre.y + axes(1, 1) * v - m_topLeft.y - 0.5;
-        const double constant = m_shading[0] + m_shading[2] * sy + m_shading[5] * sy * sy;
-        const double linear = m_shading[1] + m_shading[4] * sy;
+        const double v = grid.v(y) / grid.halfY;
+        const float constant = float(m_shading[0] + m_shading[2] * v + m_shading[5] * v * v);
+        const float linear = float(m_shading[1] + m_shading[4] * v), square = float(m_shading[3]);
+        const float first = float(grid.u(0) / grid.halfX), step = float(1 / grid.halfX);
         for (int x = 0; x < image.width; ++x) {
-            const double u = grid.u(x), sx = u / grid.halfX;
-            row[x] = sample(m_sum, left + axes(0, 0) * u, top + axes(1, 0) * u, mean)
-                + float(constant + sx * (linear + m_shading[3] * sx));
+            const float u = first + step * float(x);
+            row[x] += constant + u * (linear + square * u);
         }
     }
     return result;

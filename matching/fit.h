@@ -48,6 +48,8 @@ public:
 
     /// Writes the picture of an image that lies as `placing`.
     cv::Mat picture(const Placing &placing, const cv::Size &image) const;
+    /// Without the shading, and with so many pixels more on each side.
+    cv::Mat draw(const Placing &placing, const cv::Size &image, int margin) const;
 
 private:
     cv::Mat m_sum;
