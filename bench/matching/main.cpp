@@ -22,7 +22,6 @@ using matching::Pose;
 using matching::Refusal;
 using matching::Start;
 
-const double viewFieldMm = 0.16;
 const int edge = 512; // pixels
 const double wrongPixels = 3; // farther off than that is a wrong place
 const double degree = CV_PI / 180;
@@ -39,23 +38,25 @@ struct Set {
     Kind kind;
     double dwellNs;
     enum Truth { Inside, Beside, Mirrored, Empty } truth;
+    double viewFieldMm = 0.16, reachMm = 0.04, turnDegrees = 2, scale = 0.02;
+    bool check = false; ///< of an image that is about in its place
 };
 
-Start startFor(const Pose &truth, Set::Truth where)
+Start startFor(const Pose &truth, const Set &set)
 {
-    const double field = viewFieldMm * 1e6;
     Start start;
-    start.reach = 0.25 * field;
-    start.turn = 2 * degree;
-    start.scale = 0.02;
-    cv::Point2d off(between(-0.25, 0.25), between(-0.25, 0.25));
-    if (where == Set::Beside) {
-        const double distance = between(0.6, 1.5), angle = between(0, 2 * CV_PI);
+    start.reach = set.reachMm * 1e6;
+    start.turn = set.turnDegrees * degree;
+    start.scale = set.scale;
+    cv::Point2d off(between(-1, 1) * start.reach, between(-1, 1) * start.reach);
+    if (set.truth == Set::Beside) {
+        const double distance = between(0.6, 1.5) * set.viewFieldMm * 1e6;
+        const double angle = between(0, 2 * CV_PI);
         off = { distance * std::cos(angle), distance * std::sin(angle) };
     }
-    const double size = truth.pixelSize() * (1 + between(-start.scale, start.scale));
-    start.pose = matching::makePose(truth.centre + off * field, size,
-                                    truth.turn() + between(-start.turn, start.turn));
+    const double size = truth.pixelSize() * (1 + between(-1, 1) * start.scale);
+    start.pose = matching::makePose(truth.centre + off, size,
+                                    truth.turn() + between(-1, 1) * start.turn);
     return start;
 }
 
@@ -114,16 +115,19 @@ QPointF randomPlace(const QRectF &area)
 void run(const Chip &chip, const Set &set, int places)
 {
     Row row;
+    matching::Options options;
+    if (set.check)
+        options.lookAround = 0;
     const bool trace = qEnvironmentVariableIsSet("MATCHING_TRACE");
     for (int n = 0; n < places; ++n) {
         const QPointF place = randomPlace(chip.bounds());
         Photograph taken = photograph(chip, set.kind,
                                       set.truth == Set::Empty ? QPointF(-1e7, -1e7) : place,
-                                      between(-5, 5), 1, viewFieldMm, edge, set.dwellNs, &generator);
+                                      between(-5, 5), 1, set.viewFieldMm, edge, set.dwellNs, &generator);
         taken.truth.centre = { place.x(), place.y() };
         if (set.truth == Set::Mirrored)
             cv::flip(taken.image, taken.image, 1);
-        const Start start = startFor(taken.truth, set.truth);
+        const Start start = startFor(taken.truth, set);
         double drawing = 0; // is the host's work
         QElapsedTimer watch, brush;
         watch.start();
@@ -135,7 +139,7 @@ void run(const Chip &chip, const Set &set, int places)
                 drawing += double(brush.nsecsElapsed()) / 1e6;
                 return pictures;
             },
-            start);
+            start, options);
         row.add(match, taken.truth, set.truth == Set::Inside,
                 double(watch.nsecsElapsed()) / 1e6 - drawing);
         if (trace) {
@@ -160,6 +164,9 @@ int main(int argc, char **argv)
     const Set sets[] = { { "plain", Kind::Plain, 500, Set::Inside },
                          { "plain, noisy", Kind::Plain, 100, Set::Inside },
                          { "hard", Kind::Hard, 500, Set::Inside },
+                         { "turn and scale known", Kind::Plain, 500, Set::Inside, 0.16, 0.04, 0, 0 },
+                         { "check", Kind::Plain, 500, Set::Inside, 0.16, 0.002, 0, 0, true },
+                         { "without a start", Kind::Plain, 500, Set::Inside, 0.7, 0.4, 10, 0.02 },
                          { "beside", Kind::Plain, 500, Set::Beside },
                          { "beside, hard", Kind::Hard, 500, Set::Beside },
                          { "mirrored", Kind::Plain, 500, Set::Mirrored },
