@@ -11,6 +11,7 @@ namespace {
 const int halvings = 6; // 64 cells
 const int grain = 4; // pixels; neighbouring ones are not independent
 const int selfPeaks = 12;
+const double unsure = 0.005; // of what is explained may be so by mistake
 
 // Of each block what the other colour's weights say.
 cv::Mat chequered(const cv::Mat &black, const cv::Mat &white)
@@ -156,7 +157,7 @@ cv::Mat shadingPicture(const Features &features, const WeightProblem &problem, c
     return chequered(fromBlack.picture(anywhere, image), fromWhite.picture(anywhere, image));
 }
 
-double advantage(const cv::Mat &image, const cv::Mat &mine, const cv::Mat &other)
+double advantage(const cv::Mat &image, const cv::Mat &mine, const cv::Mat &other, double explained)
 {
     const Differences differences(image, mine, other);
     const cv::Rect all({}, cv::Size(differences.gain.cols - 1, differences.gain.rows - 1));
@@ -166,11 +167,13 @@ double advantage(const cv::Mat &image, const cv::Mat &mine, const cv::Mat &other
     halve(differences, all, halvings, &gains);
     cv::Scalar mean, deviation;
     cv::meanStdDev(gains, mean, deviation);
-    return mean[0] * std::sqrt(double(gains.size() - 1)) / (deviation[0] + 1e-9);
+    const double count = double(gains.size());
+    const double byChance = deviation[0] / std::sqrt(count - 1);
+    return mean[0] / (std::hypot(byChance, unsure * std::max(0., explained) / count) + 1e-9);
 }
 
 double advantageOverShifts(const cv::Mat &image, const CrossPrediction &prediction,
-                           const Placing &placing, int mostShift)
+                           const Placing &placing, int mostShift, double explained)
 {
     const int margin = std::min({ mostShift, image.cols / 2, image.rows / 2 });
     const CrossPrediction::Drawn drawn = prediction.draw(placing, image.size(), margin);
@@ -181,7 +184,7 @@ double advantageOverShifts(const cv::Mat &image, const CrossPrediction &predicti
     double least = 1e9;
     for (const cv::Point &shift : shifts) {
         if (std::max(std::abs(shift.x), std::abs(shift.y)) <= margin)
-            least = std::min(least, advantage(image, mine, drawn.shifted(shift) + shading));
+            least = std::min(least, advantage(image, mine, drawn.shifted(shift) + shading, explained));
     }
     return least;
 }

@@ -18,6 +18,7 @@ const int searchEdge = 192; // pixels at which they are searched at most
 const int mostSearchEdge = 512; // pixels of the design's window in the search
 const int candidates = 8;
 const int rivalsAround = 6;
+const int mostRefined = 3; // places that are worth a second round
 const double otherPlace = 4; // pixels of the work image
 const int shiftMargin = 36; // pixels around the winner by which it is shifted against itself
 // What the spread between blocks does not tell, weights that err and shapes that are not there; found
@@ -351,11 +352,15 @@ void Finder::decide(const std::vector<Place> &places, Match *match) const
     const CrossPrediction prediction(features, problem);
     const cv::Mat mine = prediction.picture(placing, image.size());
 
-    const double overShading = advantage(image, mine, shadingPicture(features, problem, image.size()));
-    double overOthers = 1e9;
+    const cv::Mat shading = shadingPicture(features, problem, image.size());
+    const double explained = cv::norm(image, shading, cv::NORM_L2SQR) - best.squares;
+    const double overShading = advantage(image, mine, shading, 0);
+    double overOthers = 1e9; // all of them predicted in the same way
     for (size_t i = 1; i < places.size(); ++i)
-        overOthers = std::min(overOthers, advantage(image, mine, places[i].predicted));
-    const double overItself = advantageOverShifts(image, prediction, placing, shiftMargin - 4);
+        overOthers = std::min(overOthers,
+                              advantage(image, best.predicted, places[i].predicted, explained));
+    const double overItself
+        = advantageOverShifts(image, prediction, placing, shiftMargin - 4, explained);
 
     match->confidence = std::min({ overShading, overOthers, overItself });
     if (match->confidence >= m_options.leastConfidence)
@@ -411,17 +416,24 @@ Match Finder::find()
         return refuse(m_view.hasShapes() ? Refusal::NoFit : Refusal::NoShapes);
     std::vector<Place> places, all = sharpened(rough);
     const auto add = [&](Place place) {
-        if (!cancelled() && refinePlace(&place, 2))
+        if (!cancelled() && refinePlace(&place, 1))
             places.push_back(place);
+    };
+    const auto refineBest = [&] {
+        for (size_t n = 0; n < std::min(size_t(mostRefined), places.size()); ++n)
+            refinePlace(&places[n], 1);
+        keepDifferent(&places);
     };
     for (const Place &place : all)
         add(place);
     keepDifferent(&places);
+    refineBest();
     if (places.empty() || cancelled())
         return refuse(Refusal::NoFit);
     for (const Place &place : placesAround(places.front()))
         add(place);
     keepDifferent(&places);
+    refineBest();
     // What lies out of reach can only tell against the best place within.
     std::stable_partition(places.begin(), places.end(),
                           [this](const Place &place) { return isWithinReach(place); });

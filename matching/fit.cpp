@@ -15,6 +15,21 @@ void shadingAt(double x, double y, float *values)
     std::copy(terms, terms + shadings, values);
 }
 
+// The products of all pairs of `count` values, a multiple of 4; only the upper half is filled.
+void addProducts(const float *__restrict values, int count, float *__restrict sums)
+{
+    for (int i = 0; i < count; ++i) {
+        const float factor = values[i];
+        float *__restrict sum = sums + i * count;
+        for (int j = i & ~3; j < count; j += 4) {
+            sum[j] += factor * values[j];
+            sum[j + 1] += factor * values[j + 1];
+            sum[j + 2] += factor * values[j + 2];
+            sum[j + 3] += factor * values[j + 3];
+        }
+    }
+}
+
 // From the image's centre: pixels, and as -1 to 1 for the shading.
 struct Grid {
     explicit Grid(const cv::Size &size)
@@ -56,12 +71,7 @@ WeightProblem::WeightProblem(const cv::Mat &image, const Features &features, con
                 }
                 shadingAt(u / grid.halfX, v / grid.halfY, values.data() + features.count());
                 values[size_t(m_unknowns)] = row[x];
-                for (int i = 0; i <= m_unknowns; ++i) {
-                    const float factor = values[size_t(i)];
-                    float *sum = sums.data() + i * m_row;
-                    for (int j = i & ~3; j < m_row; ++j)
-                        sum[j] += factor * values[size_t(j)];
-                }
+                addProducts(values.data(), m_row, sums.data());
             }
         }
         m_blocks[size_t(block)].assign(sums.begin(), sums.end());
@@ -169,54 +179,61 @@ struct Normals {
     int pixels = 0;
 };
 
+// Adds what the pixels from `first` to before `last` of a row say: products of the slopes, slopes times
+// errors, squared errors.
+void addRow(const float *grey, const float *above, const float *here, const float *below, int first,
+            int last, float u, float uStep, float v, float (&sums)[15])
+{
+    float xx = 0, xy = 0, xt = 0, xs = 0, yy = 0, yt = 0, ys = 0, tt = 0, ts = 0, ss = 0;
+    float ex = 0, ey = 0, et = 0, es = 0, ee = 0;
+    for (int x = first; x < last; ++x) {
+        const float across = u + uStep * float(x);
+        const float gx = (here[x + 1] - here[x - 1]) / 2, gy = (below[x] - above[x]) / 2;
+        const float turn = gy * across - gx * v, scale = gx * across + gy * v;
+        const float error = grey[x] - here[x];
+        xx += gx * gx, xy += gx * gy, xt += gx * turn, xs += gx * scale;
+        yy += gy * gy, yt += gy * turn, ys += gy * scale;
+        tt += turn * turn, ts += turn * scale, ss += scale * scale;
+        ex += error * gx, ey += error * gy, et += error * turn, es += error * scale;
+        ee += error * error;
+    }
+    const float row[15] = { xx, xy, xt, xs, yy, yt, ys, tt, ts, ss, ex, ey, et, es, ee };
+    for (int n = 0; n < 15; ++n)
+        sums[n] += row[n];
+}
+
 Normals normalsOf(const cv::Mat &image, const cv::Mat &predicted)
 {
     const Grid grid(image.size());
-    float curvature[parameters * parameters] = {};
-    std::vector<Vector> gradients(blocksAcross * blocksAcross);
+    const float step = float(1 / grid.radius), left = float(grid.u(0) / grid.radius);
     Normals normals;
-    cv::Matx44d total = cv::Matx44d::zeros();
-    for (int y = 1; y < image.rows - 1; ++y) {
-        const float *above = predicted.ptr<float>(y - 1), *here = predicted.ptr<float>(y);
-        const float *below = predicted.ptr<float>(y + 1), *grey = image.ptr<float>(y);
-        const float v = float(grid.v(y) / grid.radius);
-        std::fill(std::begin(curvature), std::end(curvature), 0.f);
-        for (int bx = 0; bx < blocksAcross; ++bx) {
-            const int first = std::max(1, (bx * image.cols + blocksAcross - 1) / blocksAcross);
-            const int last = std::min(image.cols - 1,
-                                      ((bx + 1) * image.cols + blocksAcross - 1) / blocksAcross);
-            float sums[parameters] = {}, squares = 0;
-            for (int x = first; x < last; ++x) {
-                const float u = float((x + 0.5 - grid.halfX) / grid.radius);
-                const float gx = (here[x + 1] - here[x - 1]) / 2, gy = (below[x] - above[x]) / 2;
-                const float slopes[parameters] = { gx, gy, gy * u - gx * v, gx * u + gy * v };
-                const float error = grey[x] - here[x];
-                squares += error * error;
-                for (int i = 0; i < parameters; ++i) {
-                    sums[i] += slopes[i] * error;
-                    for (int j = i; j < parameters; ++j)
-                        curvature[i * parameters + j] += slopes[i] * slopes[j];
-                }
-            }
-            const size_t block = size_t(blockAt(first, y, image.size()));
-            for (int i = 0; i < parameters; ++i)
-                gradients[block][i] += double(sums[i]);
-            normals.squares += double(squares);
+    normals.curvature = normals.spread = Matrix::zeros();
+    auto edge = [](int n, int size) { return (n * size + blocksAcross - 1) / blocksAcross; };
+    for (int block = 0; block < blocksAcross * blocksAcross; ++block) {
+        const int bx = block % blocksAcross, by = block / blocksAcross;
+        const int first = std::max(1, edge(bx, image.cols));
+        const int last = std::min(image.cols - 1, edge(bx + 1, image.cols));
+        float sums[15] = {};
+        for (int y = std::max(1, edge(by, image.rows));
+             y < std::min(image.rows - 1, edge(by + 1, image.rows)); ++y) {
+            addRow(image.ptr<float>(y), predicted.ptr<float>(y - 1), predicted.ptr<float>(y),
+                   predicted.ptr<float>(y + 1), first, last, left, step,
+                   float(grid.v(y) / grid.radius), sums);
             normals.pixels += last - first;
         }
+        const float *sum = sums;
         for (int i = 0; i < parameters; ++i) {
             for (int j = i; j < parameters; ++j)
-                total(i, j) += double(curvature[i * parameters + j]);
+                normals.curvature(i, j) += double(*sum++);
         }
-    }
-    for (int i = 0; i < parameters; ++i) {
-        for (int j = i; j < parameters; ++j)
-            normals.curvature(i, j) = normals.curvature(j, i) = total(i, j);
-    }
-    normals.spread = Matrix::zeros();
-    for (const Vector &gradient : gradients) {
+        const Vector gradient(sum[0], sum[1], sum[2], sum[3]);
         normals.gradient += gradient;
         normals.spread += gradient * gradient.t();
+        normals.squares += double(sum[4]);
+    }
+    for (int i = 0; i < parameters; ++i) {
+        for (int j = 0; j < i; ++j)
+            normals.curvature(i, j) = normals.curvature(j, i);
     }
     return normals;
 }
