@@ -11,7 +11,7 @@ namespace {
 const int halvings = 6; // 64 cells
 const int grain = 4; // pixels; neighbouring ones are not independent
 const int selfPeaks = 12;
-const double unsure = 0.005; // of what is explained may be so by mistake
+const double unsure = 0.002; // of what is explained may be so by mistake
 
 // Of each block what the other colour's weights say.
 cv::Mat chequered(const cv::Mat &black, const cv::Mat &white)
