@@ -11,8 +11,7 @@ const double smoothing = 1; // pixels
 const float maskEdge = 0.02f; // squared gradient that counts half, of coverages
 
 // Rows of the gradient of the smoothed picture.
-template<typename Row>
-void forGradients(const cv::Mat &picture, Row row)
+template <typename Row> void forGradients(const cv::Mat &picture, Row row)
 {
     cv::Mat smooth;
     cv::GaussianBlur(picture, smooth, {}, smoothing, smoothing, cv::BORDER_REPLICATE);

@@ -107,8 +107,8 @@ void addSelfPeaks(const cv::Mat &picture, int mostShift, std::vector<cv::Point> 
     for (int y = 0; y <= mostShift; ++y) {
         for (int x = -mostShift; x <= mostShift; ++x) {
             const float overlap = float((picture.cols - std::abs(x)) * (picture.rows - y));
-            half.at<float>(y, x + mostShift)
-                = correlation.at<float>(y, (x + size.width) % size.width) / overlap;
+            half.at<float>(y, x + mostShift) =
+                correlation.at<float>(y, (x + size.width) % size.width) / overlap;
         }
     }
     cv::circle(half, { mostShift, 0 }, 4, cv::Scalar(-1e30), cv::FILLED);
@@ -149,9 +149,10 @@ cv::Mat CrossPrediction::Drawn::shifted(const cv::Point &shift) const
     return chequered(black(part), white(part));
 }
 
-cv::Mat shadingPicture(const Features &features, const WeightProblem &problem, const cv::Size &image)
+cv::Mat shadingPicture(const Features &features, const WeightProblem &problem,
+                       const cv::Size &image)
 {
-    const Placing anywhere { {}, cv::Matx22d::eye() };
+    const Placing anywhere{ {}, cv::Matx22d::eye() };
     const Prediction fromBlack(features, problem.shadingOnly(0));
     const Prediction fromWhite(features, problem.shadingOnly(1));
     return chequered(fromBlack.picture(anywhere, image), fromWhite.picture(anywhere, image));
@@ -184,7 +185,8 @@ double advantageOverShifts(const cv::Mat &image, const CrossPrediction &predicti
     double least = 1e9;
     for (const cv::Point &shift : shifts) {
         if (std::max(std::abs(shift.x), std::abs(shift.y)) <= margin)
-            least = std::min(least, advantage(image, mine, drawn.shifted(shift) + shading, explained));
+            least =
+                std::min(least, advantage(image, mine, drawn.shifted(shift) + shading, explained));
     }
     return least;
 }

@@ -26,15 +26,18 @@ private:
     Prediction m_fromBlack, m_fromWhite;
 };
 
-cv::Mat shadingPicture(const Features &features, const WeightProblem &problem, const cv::Size &image);
+cv::Mat shadingPicture(const Features &features, const WeightProblem &problem,
+                       const cv::Size &image);
 
-/// How much better `mine` explains the image than `other` does: Student's t over up to 64 cells, which
-/// are made such that the two pictures differ by equal amounts in each. 0 if they do not differ. As no
-/// prediction is perfect, a small part of what is `explained` at all (squared greys) counts as error.
+/// How much better `mine` explains the image than `other` does: Student's t over up to 64 cells,
+/// which are made such that the two pictures differ by equal amounts in each. 0 if they do not
+/// differ. As no prediction is perfect, a small part of what is `explained` at all (squared greys)
+/// counts as error.
 double advantage(const cv::Mat &image, const cv::Mat &mine, const cv::Mat &other, double explained);
 
-/// The smallest advantage over the same picture shifted: to the peaks of its autocorrelation, and by
-/// 3, 7 and 14 pixels in all directions. Low where the design repeats or has edges of one direction.
+/// The smallest advantage over the same picture shifted: to the peaks of its autocorrelation, and
+/// by 3, 7 and 14 pixels in all directions. Low where the design repeats or has edges of one
+/// direction.
 double advantageOverShifts(const cv::Mat &image, const CrossPrediction &prediction,
                            const Placing &placing, int mostShift, double explained);
 

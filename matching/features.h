@@ -6,8 +6,8 @@
 namespace matching {
 
 /// What the greys of an image may be made of, at the pixels of a part of a window: how much of each
-/// layer is seen from above, how much of it is there, and its edges. Of more than `mostLayers` layers
-/// those with most structure are taken.
+/// layer is seen from above, how much of it is there, and its edges. Of more than `mostLayers`
+/// layers those with most structure are taken.
 class Features {
 public:
     static constexpr int mostLayers = 8;

@@ -28,8 +28,8 @@ const char *word(Refusal refusal); ///< for a message: "repetitive" and so on
 
 struct Options {
     double leastConfidence = 5;
-    /// How far beyond the start's reach is made sure that nothing looks the same, in image widths. What
-    /// wrong starts and look-alikes next to them would cost is seen only there.
+    /// How far beyond the start's reach is made sure that nothing looks the same, in image widths.
+    /// What wrong starts and look-alikes next to them would cost is seen only there.
     double lookAround = 1.5;
     int finestPixels = 1024; ///< along the image's longer edge, that the last step uses
     std::function<bool()> cancelled; ///< asked every few milliseconds
@@ -49,10 +49,10 @@ struct Match {
     bool accepted() const { return refusal == Refusal::None; }
 };
 
-/// Finds where a grey image (8 or 16 bits or floats, of one channel, any size from 32 pixels) lies in
-/// the design. The greys of layers need not be known: they may be inverted, and layers may be missing.
-/// The same input gives the same result. Runs in the calling thread and, as OpenCV's own threads would
-/// count against that, sets their number to one.
+/// Finds where a grey image (8 or 16 bits or floats, of one channel, any size from 32 pixels) lies
+/// in the design. The greys of layers need not be known: they may be inverted, and layers may be
+/// missing. The same input gives the same result. Runs in the calling thread and, as OpenCV's own
+/// threads would count against that, sets their number to one.
 Match find(const cv::Mat &image, const Design &design, const Start &start,
            const Options &options = Options());
 

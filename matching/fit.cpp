@@ -179,8 +179,8 @@ struct Normals {
     int pixels = 0;
 };
 
-// Adds what the pixels from `first` to before `last` of a row say: products of the slopes, slopes times
-// errors, squared errors.
+// Adds what the pixels from `first` to before `last` of a row say: products of the slopes, slopes
+// times errors, squared errors.
 void addRow(const float *grey, const float *above, const float *here, const float *below, int first,
             int last, float u, float uStep, float v, float (&sums)[15])
 {
@@ -257,14 +257,14 @@ Refined refine(const cv::Mat &image, const Features &features, const Placing &pl
                const Prior &prior, int rounds, int steps, int stride)
 {
     const double radius = Grid(image.size()).radius;
-    Refined result { placing, cv::Matx44d::eye(), 0 };
+    Refined result{ placing, cv::Matx44d::eye(), 0 };
     Vector away;
     for (int round = 0; round < rounds; ++round) {
         const WeightProblem problem(image, features, result.placing, stride);
         const Prediction prediction(features, problem.solve());
         for (int step = 0; step < steps; ++step) {
-            const Normals normals
-                = normalsOf(image, prediction.picture(result.placing, image.size()));
+            const Normals normals =
+                normalsOf(image, prediction.picture(result.placing, image.size()));
             const double variance = normals.squares / std::max(1, normals.pixels) + 1e-9;
             Matrix curvature = normals.curvature;
             Vector gradient = normals.gradient;

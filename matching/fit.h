@@ -25,7 +25,8 @@ inline int colourOf(int block)
 class WeightProblem {
 public:
     /// Looks at every `stride`-th pixel of every `stride`-th row of a picture of floats.
-    WeightProblem(const cv::Mat &image, const Features &features, const Placing &placing, int stride);
+    WeightProblem(const cv::Mat &image, const Features &features, const Placing &placing,
+                  int stride);
 
     Weights solve() const; ///< of the whole image
     Weights solveColour(int colour) const; ///< of half of its blocks
@@ -57,8 +58,8 @@ private:
     Weights m_shading;
 };
 
-/// How far a placing may be moved, in pixels of the image: standard deviations of shift, and of turn
-/// and scale by what they move at the image's edge. 0: as far as need be.
+/// How far a placing may be moved, in pixels of the image: standard deviations of shift, and of
+/// turn and scale by what they move at the image's edge. 0: as far as need be.
 struct Prior {
     double shift = 0, edge = 0;
 };
@@ -72,8 +73,8 @@ struct Refined {
     double moved = 0; ///< pixels, by the last step
 };
 
-/// Moves, turns and scales `placing` until the prediction lies best: Gauss-Newton, with weights found
-/// anew `rounds` times.
+/// Moves, turns and scales `placing` until the prediction lies best: Gauss-Newton, with weights
+/// found anew `rounds` times.
 Refined refine(const cv::Mat &image, const Features &features, const Placing &placing,
                const Prior &prior, int rounds, int steps, int stride);
 

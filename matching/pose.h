@@ -8,8 +8,8 @@
 
 namespace matching {
 
-/// How an image lies in the design: what is u pixels (to the right, downwards) from the image's centre
-/// shows the design point centre + axes * u. Design coordinates have y upwards, in any unit.
+/// How an image lies in the design: what is u pixels (to the right, downwards) from the image's
+/// centre shows the design point centre + axes * u. Design coordinates have y upwards, in any unit.
 struct Pose {
     cv::Point2d centre;
     cv::Matx22d axes; ///< design units a pixel
@@ -36,7 +36,8 @@ struct Window {
 /// it. Pictures of all layers from the lowest up, or none at all if they cannot be had.
 using Design = std::function<std::vector<cv::Mat>(const Window &window)>;
 
-/// How an image lies in a window: its pixel u from its centre is the window's pixel centre + axes * u.
+/// How an image lies in a window: its pixel u from its centre is the window's pixel centre + axes *
+/// u.
 struct Placing {
     cv::Point2d centre;
     cv::Matx22d axes;

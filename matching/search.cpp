@@ -16,8 +16,8 @@ class Terrain {
 public:
     Terrain(const cv::Mat &field, cv::Size image);
 
-    /// How well the image's field, its centre at the middle of the picture, lies with that centre at
-    /// each pixel.
+    /// How well the image's field, its centre at the middle of the picture, lies with that centre
+    /// at each pixel.
     cv::Mat correlate(const cv::Mat &turnedField, double imageEnergy) const;
     cv::Size size() const { return m_spectrum.size(); }
 
@@ -143,7 +143,8 @@ std::vector<Candidate> search(const cv::Mat &imageField, const cv::Mat &designFi
     const cv::Point corner(int(std::floor(start.centre.x - range.shift)),
                            int(std::floor(start.centre.y - range.shift)));
     const int edge = int(std::ceil(2 * range.shift)) + 1;
-    const cv::Rect shifts = cv::Rect(corner, cv::Size(edge, edge)) & cv::Rect({}, designField.size());
+    const cv::Rect shifts =
+        cv::Rect(corner, cv::Size(edge, edge)) & cv::Rect({}, designField.size());
     if (shifts.empty())
         return {};
 

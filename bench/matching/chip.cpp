@@ -24,8 +24,9 @@ QByteArray readShapes(const QString &layout)
     const QString output = folder.filePath("shapes");
     QProcess klayout;
     klayout.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    klayout.start("klayout", { "-zz", "-r", SHAPES_SCRIPT, "-rd", "design=" + layout, "-rd",
-                               "output=" + output });
+    klayout.start(
+        "klayout",
+        { "-zz", "-r", SHAPES_SCRIPT, "-rd", "design=" + layout, "-rd", "output=" + output });
     if (!klayout.waitForFinished(180000))
         klayout.kill();
     QFile file(output);
@@ -85,8 +86,8 @@ QVector<const Chip::Shape *> Chip::shapesIn(const QRectF &area) const
 
 std::vector<cv::Mat> Chip::coverage(const matching::Window &window) const
 {
-    const int samples
-        = std::clamp(int(std::lround(window.pixelSize / samplePixel)), 1, mostSamples);
+    const int samples =
+        std::clamp(int(std::lround(window.pixelSize / samplePixel)), 1, mostSamples);
     const QSize size(window.size.width * samples, window.size.height * samples);
     const double scale = samples / window.pixelSize;
     const QTransform toPixel(scale, 0, 0, -scale, -window.topLeft.x * scale,

@@ -9,8 +9,8 @@
 
 #include <map>
 
-/// All shapes of a layout, read once by KLayout: what the simulator's images are made of, and what the
-/// matching is told of the design. Database units of 1 nm.
+/// All shapes of a layout, read once by KLayout: what the simulator's images are made of, and what
+/// the matching is told of the design. Database units of 1 nm.
 class Chip {
 public:
     /// Ends the program with a message if the layout cannot be read.

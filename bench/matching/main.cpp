@@ -1,7 +1,7 @@
 // How often, how exactly and how fast the place of an image is found in the design, and how often a
-// wrong place is accepted: images of random places of the sample chip, whose true place is known, each
-// searched from a start that is wrong by up to a quarter of the view field, 2 degrees and 2 %. Prints
-// tables; the same seed gives the same images.
+// wrong place is accepted: images of random places of the sample chip, whose true place is known,
+// each searched from a start that is wrong by up to a quarter of the view field, 2 degrees and 2 %.
+// Prints tables; the same seed gives the same images.
 //
 //     matching-benchmark [places [seed]]
 
@@ -55,8 +55,8 @@ Start startFor(const Pose &truth, const Set &set)
         off = { distance * std::cos(angle), distance * std::sin(angle) };
     }
     const double size = truth.pixelSize() * (1 + between(-1, 1) * start.scale);
-    start.pose = matching::makePose(truth.centre + off, size,
-                                    truth.turn() + between(-1, 1) * start.turn);
+    start.pose =
+        matching::makePose(truth.centre + off, size, truth.turn() + between(-1, 1) * start.turn);
     return start;
 }
 
@@ -93,9 +93,9 @@ void Row::add(const Match &match, const Pose &truth, bool exists, double ms)
 
 void Row::print(const char *name) const
 {
-    std::printf("| %s | %d | %.1f %% | %.1f %% | %d | %.1f | %.3f / %.2f | %.1f %% | %.0f / %.0f |", name,
-                m_count, 100. * m_right / m_count, 100. * m_accepted / m_count, m_wrong, m_mostWrong,
-                median(m_errors), quantile(m_errors, 0.99),
+    std::printf("| %s | %d | %.1f %% | %.1f %% | %d | %.1f | %.3f / %.2f | %.1f %% | %.0f / %.0f |",
+                name, m_count, 100. * m_right / m_count, 100. * m_accepted / m_count, m_wrong,
+                m_mostWrong, median(m_errors), quantile(m_errors, 0.99),
                 m_errors.isEmpty() ? 0. : 100. * m_within / m_errors.size(), median(m_ms),
                 quantile(m_ms, 0.99));
     for (const auto &refusal : m_refusals) {
@@ -121,9 +121,9 @@ void run(const Chip &chip, const Set &set, int places)
     const bool trace = qEnvironmentVariableIsSet("MATCHING_TRACE");
     for (int n = 0; n < places; ++n) {
         const QPointF place = randomPlace(chip.bounds());
-        Photograph taken = photograph(chip, set.kind,
-                                      set.truth == Set::Empty ? QPointF(-1e7, -1e7) : place,
-                                      between(-5, 5), 1, set.viewFieldMm, edge, set.dwellNs, &generator);
+        Photograph taken =
+            photograph(chip, set.kind, set.truth == Set::Empty ? QPointF(-1e7, -1e7) : place,
+                       between(-5, 5), 1, set.viewFieldMm, edge, set.dwellNs, &generator);
         taken.truth.centre = { place.x(), place.y() };
         if (set.truth == Set::Mirrored)
             cv::flip(taken.image, taken.image, 1);
@@ -143,8 +143,9 @@ void run(const Chip &chip, const Set &set, int places)
         row.add(match, taken.truth, set.truth == Set::Inside,
                 double(watch.nsecsElapsed()) / 1e6 - drawing);
         if (trace) {
-            std::fprintf(stderr, "%s %d: %.0f,%.0f um t %.1f error %.2f (%.2f) turn %.3f %s draw %.0f ms\n", set.name, n,
-                         place.x() / 1000, place.y() / 1000, match.confidence,
+            std::fprintf(stderr,
+                         "%s %d: %.0f,%.0f um t %.1f error %.2f (%.2f) turn %.3f %s draw %.0f ms\n",
+                         set.name, n, place.x() / 1000, place.y() / 1000, match.confidence,
                          cv::norm(match.pose.centre - taken.truth.centre) / taken.truth.pixelSize(),
                          match.errorPixels, (match.pose.turn() - taken.truth.turn()) / degree,
                          matching::word(match.refusal), drawing);
@@ -164,16 +165,18 @@ int main(int argc, char **argv)
     const Set sets[] = { { "plain", Kind::Plain, 500, Set::Inside },
                          { "plain, noisy", Kind::Plain, 100, Set::Inside },
                          { "hard", Kind::Hard, 500, Set::Inside },
-                         { "turn and scale known", Kind::Plain, 500, Set::Inside, 0.16, 0.04, 0, 0 },
+                         { "turn and scale known", Kind::Plain, 500, Set::Inside, 0.16, 0.04, 0,
+                           0 },
                          { "check", Kind::Plain, 500, Set::Inside, 0.16, 0.002, 0, 0, true },
                          { "without a start", Kind::Plain, 500, Set::Inside, 0.7, 0.4, 10, 0.02 },
                          { "beside", Kind::Plain, 500, Set::Beside },
                          { "beside, hard", Kind::Hard, 500, Set::Beside },
                          { "mirrored", Kind::Plain, 500, Set::Mirrored },
                          { "empty", Kind::Plain, 500, Set::Empty } };
-    std::printf("| set | images | right | accepted | accepted and wrong | most confidence in a wrong "
-                "place | error, median / 99 %% (px) | within the given 95 %% | ms, median / 99 %% | "
-                "refused |\n| --- | --- | --- | --- | --- | --- | --- | --- | --- | --- |\n");
+    std::printf(
+        "| set | images | right | accepted | accepted and wrong | most confidence in a wrong "
+        "place | error, median / 99 %% (px) | within the given 95 %% | ms, median / 99 %% | "
+        "refused |\n| --- | --- | --- | --- | --- | --- | --- | --- | --- | --- |\n");
     const QByteArray only = qgetenv("MATCHING_SET");
     for (const Set &set : sets) {
         generator.seed(seed);

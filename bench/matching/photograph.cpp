@@ -15,7 +15,8 @@ double between(double low, double high, Generator *generator)
     return std::uniform_real_distribution<double>(low, high)(*generator);
 }
 
-cv::Mat plainImage(Wafered *scene, const simulator::Wafer &wafer, const simulator::Exposure &exposure)
+cv::Mat plainImage(Wafered *scene, const simulator::Wafer &wafer,
+                   const simulator::Exposure &exposure)
 {
     simulator::SemImage sem(scene, wafer);
     const int edge = exposure.frame.width();
@@ -36,7 +37,8 @@ cv::Mat hardImage(Wafered *scene, const QTransform &designToFrame, int edge, Gen
     QImage painted(2 * edge, 2 * edge, QImage::Format_Grayscale8);
     painted.fill(0);
     scene->paint(&painted, { designToFrame * QTransform::fromScale(2, 2), painted.rect() });
-    const cv::Mat materials(2 * edge, 2 * edge, CV_8U, painted.bits(), size_t(painted.bytesPerLine()));
+    const cv::Mat materials(2 * edge, 2 * edge, CV_8U, painted.bits(),
+                            size_t(painted.bytesPerLine()));
 
     cv::Mat greys(1, 256, CV_32F);
     for (int n = 0; n < 256; ++n)
@@ -76,8 +78,8 @@ Photograph photograph(const Chip &chip, Kind kind, const QPointF &point, double 
     exposure.stageMm = wafer.stageToDesign().inverted().map(point);
     exposure.viewFieldMm = viewFieldMm;
     exposure.settled = true;
-    const QTransform toFrame
-        = wafer.frameToDesign(exposure.stageMm, viewFieldMm, exposure.frame).inverted();
+    const QTransform toFrame =
+        wafer.frameToDesign(exposure.stageMm, viewFieldMm, exposure.frame).inverted();
 
     Photograph result;
     result.image = kind == Kind::Plain ? plainImage(&scene, wafer, exposure)
