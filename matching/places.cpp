@@ -216,9 +216,13 @@ std::vector<Place> PlaceFinder::find()
     if (places.empty())
         return {};
     refineAll(placesAround(places.front()), &places);
+    if (places.empty())
+        return {};
     // What lies out of reach can only tell against the best place within.
     std::stable_partition(places.begin(), places.end(),
                           [this](const Place &place) { return isWithinReach(place); });
+    if (!isWithinReach(places.front()))
+        return {};
     return places;
 }
 
