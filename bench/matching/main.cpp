@@ -3,7 +3,7 @@
 // each searched from a start that is wrong by up to a quarter of the view field, 2 degrees and 2 %.
 // Prints tables; the same seed gives the same images.
 //
-//     matching-benchmark [places [seed]]
+//     matching-benchmark [places [seed [set]]]
 
 #include "bench/matching/photograph.h"
 #include "bench/median.h"
@@ -118,7 +118,6 @@ void run(const Chip &chip, const Set &set, int places)
     matching::Options options;
     if (set.check)
         options.lookAround = 0;
-    const bool trace = qEnvironmentVariableIsSet("MATCHING_TRACE");
     for (int n = 0; n < places; ++n) {
         const QPointF place = randomPlace(chip.bounds());
         Photograph taken =
@@ -142,14 +141,6 @@ void run(const Chip &chip, const Set &set, int places)
             start, options);
         row.add(match, taken.truth, set.truth == Set::Inside,
                 double(watch.nsecsElapsed()) / 1e6 - drawing);
-        if (trace) {
-            std::fprintf(stderr,
-                         "%s %d: %.0f,%.0f um t %.1f error %.2f (%.2f) turn %.3f %s draw %.0f ms\n",
-                         set.name, n, place.x() / 1000, place.y() / 1000, match.confidence,
-                         cv::norm(match.pose.centre - taken.truth.centre) / taken.truth.pixelSize(),
-                         match.errorPixels, (match.pose.turn() - taken.truth.turn()) / degree,
-                         matching::word(match.refusal), drawing);
-        }
     }
     row.print(set.name);
 }
@@ -177,7 +168,7 @@ int main(int argc, char **argv)
         "| set | images | right | accepted | accepted and wrong | most confidence in a wrong "
         "place | error, median / 99 %% (px) | within the given 95 %% | ms, median / 99 %% | "
         "refused |\n| --- | --- | --- | --- | --- | --- | --- | --- | --- | --- |\n");
-    const QByteArray only = qgetenv("MATCHING_SET");
+    const QByteArray only = argc > 3 ? argv[3] : "";
     for (const Set &set : sets) {
         generator.seed(seed);
         if (only.isEmpty() || only == set.name)
