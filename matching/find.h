@@ -27,7 +27,7 @@ enum class Refusal {
 const char *word(Refusal refusal); ///< for a message: "repetitive" and so on
 
 struct Options {
-    double leastConfidence = 5;
+    double leastConfidence = 6;
     /// How far beyond the start's reach is made sure that nothing looks the same, in image widths.
     /// What wrong starts and look-alikes next to them would cost is seen only there.
     double lookAround = 1.5;

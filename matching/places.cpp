@@ -191,8 +191,14 @@ bool PlaceFinder::refinePlace(Place *place, int rounds) const
 bool PlaceFinder::isWithinReach(const Place &place) const
 {
     const double slack = otherPlace * place.view.window.pixelSize;
-    const cv::Point2d off = place.pose().centre - m_start.pose.centre;
-    return std::max(std::abs(off.x), std::abs(off.y)) <= m_start.reach + slack;
+    const Pose pose = place.pose(), start = m_work.lying(m_start.pose);
+    const cv::Point2d off = pose.centre - start.centre;
+    const double pixel = 2. / std::max(m_work.grey.cols, m_work.grey.rows); // at the image's edge
+    const double turn = std::remainder(pose.turn() - start.turn(), 2 * CV_PI);
+    const double scale = pose.pixelSize() / start.pixelSize() - 1;
+    return std::max(std::abs(off.x), std::abs(off.y)) <= m_start.reach + slack
+        && std::abs(turn) <= m_start.turn + otherPlace / 2 * pixel
+        && std::abs(scale) <= m_start.scale + otherPlace / 2 * pixel;
 }
 
 void PlaceFinder::refineAll(const std::vector<Place> &unrefined, std::vector<Place> *places) const
