@@ -3,7 +3,7 @@
 set -euo pipefail
 
 packages=(g++ cmake ninja-build qtbase5-dev libpcap-dev zlib1g-dev pkg-config klayout fonts-dejavu-core
-    tshark)
+    tshark libopencv-imgproc-dev)
 
 missing=()
 for package in "${packages[@]}"; do

@@ -1,0 +1,2 @@
+# Where an image lies in the design.
+qt_test(tst_matching matching)
