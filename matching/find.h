@@ -32,7 +32,7 @@ struct Options {
     /// What wrong starts and look-alikes next to them would cost is seen only there.
     double lookAround = 1.5;
     int finestPixels = 1024; ///< along the image's longer edge, that the last step uses
-    std::function<bool()> cancelled; ///< asked every few milliseconds
+    std::function<bool()> cancelled; ///< asked between the steps, of 0.1 s at most
 };
 
 /// Where an image lies in the design. Also after a refusal `pose` is the best guess, if any.
