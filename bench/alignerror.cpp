@@ -180,7 +180,12 @@ bool Row::print() const
 
 int main(int argc, char **argv)
 {
-    generator.seed(argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 1);
+    const auto seed = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 1;
+    if (seed < 1) {
+        std::fprintf(stderr, "alignerror-benchmark [seed]: a number from 1 on\n");
+        return 2;
+    }
+    generator.seed(seed);
     Row rows[] = { Row("one"), Row("two"), Row("three"), Row("three, nearly on a line"),
                    Row("three, map rejected, so one") };
     for (int i = 0; i < 3 * alignmentsEach; ++i) {

@@ -12,7 +12,7 @@ void PluginSession::startMoving()
         m_pairInWork = true;
         m_poseBefore = m_nominal.poseOf(m_background->placement());
         m_rowStarts = true;
-        m_ownMove = m_strayed = false;
+        m_ownMove = m_strayed = m_givingUp = false;
         emit alignmentChanged();
     }
     m_disturbed = m_disturbed || m_pairInWork; // the stage may move without the image now
@@ -192,8 +192,9 @@ void PluginSession::noteStageMove()
 void PluginSession::noteStanding()
 {
     m_ownMove = false;
-    if (m_givingUp)
+    if (m_givingUp && m_pairInWork) // the row may have been confirmed meanwhile
         startAgain();
+    m_givingUp = false;
     emit alignmentChanged();
 }
 

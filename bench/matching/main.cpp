@@ -152,6 +152,10 @@ int main(int argc, char **argv)
     const QGuiApplication application(argc, argv); // paints the design
     const int places = argc > 1 ? std::atoi(argv[1]) : 500;
     const quint64 seed = argc > 2 ? std::strtoull(argv[2], nullptr, 10) : 1;
+    if (places < 1 || seed < 1) {
+        std::fprintf(stderr, "matching-benchmark [places [seed [set]]]: numbers from 1 on\n");
+        return 2;
+    }
     const Chip chip(SAMPLE_LAYOUT);
     const Set sets[] = { { "plain", Kind::Plain, 500, Set::Inside },
                          { "plain, noisy", Kind::Plain, 100, Set::Inside },
