@@ -24,6 +24,7 @@ if [ ! -f "$base" ]; then
     rm -rf --one-file-system "${root:?}"/*
 fi
 tar -C "$root" -xf "$base"
+chmod 755 "$root" # for the users within
 cp -rL /etc/resolv.conf "$root/etc/"
 mount -t proc proc "$root/proc"
 mkdir -p "$root/packages"

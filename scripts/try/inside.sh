@@ -4,24 +4,26 @@ set -euo pipefail
 cd /packages
 names=$(for file in *.deb; do dpkg-deb -f "$file" Package; done)
 export QT_QPA_PLATFORM=offscreen
+trap 'kill $(jobs -p) 2>/dev/null || true' EXIT
 
 apt-get update -qq
 apt-get install -y -qq --no-install-recommends ./*.deb tshark unzip >/dev/null 2>install.log \
     || { cat install.log; exit 1; }
 echo "installed: " $names
 useradd -m someone
-as_user() { runuser -u someone -- "$@"; }
+as_user() { runuser -u someone -- env HOME=/home/someone "$@"; }
 
 serving() {
     for _ in $(seq 300); do
-        port=$(sed -n 's/^serving control port \([0-9]*\).*/\1/p' "$1")
+        port=$(sed -n 's/.*serving control port \([0-9]*\).*/\1/p' "$1" 2>/dev/null) || true
         [ -z "$port" ] || return 0
         sleep 0.1
     done
-    echo "$1 is silent"; cat "$1"; exit 1
+    echo "$1 is silent"
+    exit 1
 }
 
-microscope-simulator --port 0 --view-field 0.1 --design /usr/share/sem-background/sample-chip.gds >simulator.log &
+microscope-simulator --port 0 --design /usr/share/sem-background/sample-chip.gds >simulator.log &
 simulator=$!
 serving simulator.log
 microscope-recorder --microscope "127.0.0.1:$port" --listen 127.0.0.1:0 --write /tmp/session.pcap >recorder.log &
@@ -50,13 +52,14 @@ list_files >installed
 
 # The archive in a user's own folder, in place of the package.
 apt-get purge -y -qq klayout-sem-background sem-background >/dev/null 2>&1
-as_user mkdir -p /home/someone/.klayout/salt
-as_user unzip -q -d /home/someone/.klayout/salt /packages/klayout-sem-background-*.zip
+unzip -q klayout-sem-background-*.zip
+echo '<salt-mine/>' >index.xml # else it asks the network which packages there are
+as_user KLAYOUT_SALT_MINE=/packages/index.xml klayout -b -y /packages/sem-background >/dev/null
 shows someone /home/someone/.klayout/salt
 
 kill -INT "$recorder"
 wait "$recorder"
-tshark -r /tmp/session.pcap -d "tcp.port==$port,microscope" -Y 'microscope.scan.pixels > 0' 2>/dev/null >scans
+tshark -r /tmp/session.pcap -o "microscope.ports:$port-$((port + 1))" -Y 'microscope.scan.pixels > 0' 2>/dev/null >scans
 [ -s scans ] || { echo "the dissector saw no scan data"; exit 1; }
 echo "Wireshark's dissector names $(wc -l <scans) messages of scan data"
 kill "$simulator"

@@ -40,6 +40,8 @@ def look():
         host, port = os.environ["SEM_MICROSCOPE"].rsplit(":", 1)
         sem_background.connect(host, int(port))
         connected = True
+        view = pya.LayoutView.current()
+        view.zoom_box(view.box().enlarged(-0.44 * view.box().width(), -0.44 * view.box().height()))
     sem_background.host.bridge.sem_act(b"centre")
     if grey_levels() > 30:
         end("the image comes in " + sem_background.__file__, 0)
