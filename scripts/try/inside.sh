@@ -23,10 +23,13 @@ serving() {
     exit 1
 }
 
-microscope-simulator --port 0 --design /usr/share/sem-background/sample-chip.gds >simulator.log &
+design=/usr/share/sem-background/sample-chip.gds
+microscope-simulator --port 0 --design "$design" >simulator.log &
 simulator=$!
 serving simulator.log
-microscope-recorder --microscope "127.0.0.1:$port" --listen 127.0.0.1:0 --write /tmp/session.pcap >recorder.log &
+microscope=$port
+microscope-recorder --microscope "127.0.0.1:$microscope" --listen 127.0.0.1:0 --write session.pcap \
+    >recorder.log &
 recorder=$!
 serving recorder.log
 echo "simulator and recorder serve"
@@ -39,7 +42,7 @@ shows() {
     chown "$1" "$home/.klayout"
     # It ignores SIGTERM.
     timeout -s KILL 120 runuser -u "$1" -- env "HOME=$home" "SEM_MICROSCOPE=127.0.0.1:$port" \
-        "SEM_PACKAGE=$2" klayout /usr/share/sem-background/sample-chip.gds -rm /packages/shows.py \
+        "SEM_PACKAGE=$2" klayout "$design" -rm /packages/shows.py \
         >klayout.log 2>&1 || true
     grep '^the image comes' klayout.log || { cat klayout.log recorder.log; exit 1; }
 }
@@ -59,7 +62,9 @@ shows someone /home/someone/.klayout/salt
 
 kill -INT "$recorder"
 wait "$recorder"
-tshark -r /tmp/session.pcap -o "microscope.ports:$port-$((port + 1))" -Y 'microscope.scan.pixels > 0' 2>/dev/null >scans
+chmod a+r session.pcap # not as root, for whom Wireshark loads no scripts
+as_user tshark -r session.pcap -o "microscope.ports:$microscope-$((microscope + 1))" \
+    -Y 'microscope.scan.pixels > 0' >scans 2>/dev/null
 [ -s scans ] || { echo "the dissector saw no scan data"; exit 1; }
 echo "Wireshark's dissector names $(wc -l <scans) messages of scan data"
 kill "$simulator"
@@ -70,7 +75,6 @@ for page in microscope-simulator microscope-recorder; do
 done
 apt-get purge -y -qq sem-background-tools sem-background-wireshark >/dev/null 2>&1
 left=$(while read -r path; do [ ! -e "$path" ] && [ ! -L "$path" ] || echo "$path"; done <installed
-    find / -xdev -name '*sem-background*' -not -path '/packages/*' -not -path '/home/*' -not -path '/root/*' -not -path '/proc/*' \
-        -not -path '/var/lib/apt/*' -not -path '/var/cache/*')
+    find /etc /opt /usr /var -name '*sem-background*' -not -path '/var/lib/apt/*' -not -path '/var/cache/*')
 [ -z "$left" ] || { echo "left behind: $left"; exit 1; }
 echo "removed: nothing is left"
