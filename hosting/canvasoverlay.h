@@ -8,6 +8,7 @@
 #include <QPointF>
 #include <QPointer>
 #include <QRegion>
+#include <QTimer>
 #include <QWidget>
 
 #include <optional>
@@ -103,6 +104,7 @@ private:
     QString m_notice; ///< last shown
     bool m_dimmed = false;
     QRect m_statusArea; ///< of the status line when it was painted last
+    QTimer m_viewChanges; ///< runs on while the canvas paints anew, again and again
     bool m_painting = false;
 };
 

@@ -73,9 +73,10 @@ struct KLayoutSession {
     }
     bool canvasShowsImage() const
     {
-        const QImage with = canvas()->grab().toImage();
+        const QImage::Format opaque = QImage::Format_RGB32;
+        const QImage with = canvas()->grab().toImage().convertToFormat(opaque);
         background()->setVisible(false);
-        const QImage without = canvas()->grab().toImage();
+        const QImage without = canvas()->grab().toImage().convertToFormat(opaque);
         background()->setVisible(true);
         return with != without;
     }
