@@ -18,7 +18,7 @@ CanvasOverlay::CanvasOverlay(PluginSession *session, Background *background, Ali
     , m_mode(mode)
 {
     connect(session, &PluginSession::alignmentChanged, this, &CanvasOverlay::followAlignment);
-    connect(background, &Background::changed, this, &CanvasOverlay::update);
+    connect(background, &Background::changed, this, &CanvasOverlay::followBackground);
     const auto repaintAll = [this] {
         if (m_canvas)
             m_canvas->update();

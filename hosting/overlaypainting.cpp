@@ -87,8 +87,38 @@ void CanvasOverlay::ask(const QRect &area)
 // While the view changes, the canvas's own paints show the newest image.
 void CanvasOverlay::update()
 {
-    if (m_canvas && !m_viewChanges.isActive())
-        ask(coveredArea() | m_covered);
+    if (!m_canvas || m_viewChanges.isActive())
+        return;
+    ask(coveredArea() | m_covered);
+    m_sinceAll.start();
+}
+
+/// What the rows that changed cover, from edge to edge of what is covered at all.
+QRect CanvasOverlay::changedArea() const
+{
+    const int reach = 3; // of interpolation and thinning out, screen pixels
+    const double interpolated = 2; // image rows
+    const QRectF rows(0, m_changed.first() - interpolated, m_changed.image().width(),
+                      m_changed.last() + 1 - m_changed.first() + 2 * interpolated);
+    const QRect band = (m_background->placement().toTransform() * m_session->view().toScreen())
+                           .mapRect(rows)
+                           .toAlignedRect()
+                           .adjusted(-reach, -reach, reach, reach);
+    return QRect(m_covered.left(), band.top(), m_covered.width(), band.height()) & m_covered;
+}
+
+// A slow scan changes a few rows from image to image. All of them are painted now and then, in case
+// the microscope sent some out of turn.
+void CanvasOverlay::followBackground()
+{
+    const int allMs = 500;
+    m_changed.take(m_background->image());
+    const bool isRowsOnly = m_changed.first() >= 0 && m_background->placement() == m_placement
+        && m_sinceAll.isValid() && m_sinceAll.elapsed() < allMs;
+    if (!m_canvas || !isRowsOnly || coveredArea() != m_covered)
+        update();
+    else if (!m_viewChanges.isActive())
+        ask(changedArea());
 }
 
 void CanvasOverlay::updateStatus()
@@ -144,6 +174,7 @@ void CanvasOverlay::paint(QPaintEvent *event)
         paintMarks(&painter);
     paintTexts(&painter);
     m_covered = covered;
+    m_placement = m_background->placement();
     m_statusArea = statusArea();
 }
 
