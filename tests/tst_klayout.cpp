@@ -9,6 +9,7 @@
 
 #include <QRandomGenerator>
 #include <QCheckBox>
+#include <QLabel>
 #include <QListWidget>
 #include <QMessageBox>
 #include <QTemporaryDir>
@@ -19,6 +20,7 @@ class tst_klayout : public QObject {
 private slots:
     void initTestCase();
     void threePairsBringEverythingInRegister();
+    void imageIsFoundInTheDesign();
     void startedRowIsGivenUp();
     void moveStageToViewFindsAnyPlace();
     void canvasShowsImageWhereTheLayoutIs();
@@ -200,6 +202,41 @@ void tst_klayout::canvasShowsImageWhereTheLayoutIs()
     const QPointF off = image.centre - layout.centre;
     qInfo("on the canvas: %.2f, %.2f screen pixels apart", off.x(), off.y());
     QVERIFY(length(off) < 1);
+}
+
+/// From a place that is wrong by a fifth of the image; and not where there is nothing.
+void tst_klayout::imageIsFoundInTheDesign()
+{
+    m_session->moveStageToView(crossAt(2), fineFieldMm);
+    m_session->waitForFrames(8);
+    const hosting::Placement placed = m_session->drawn();
+    const double pixel = m_session->pixelSize();
+    evaluate("window.menu().action('tools_menu.sem_image.hand').trigger()");
+    const hosting::Placement wrong =
+        placed.moved(QPointF(-80, 60) * pixel).turned(m_session->background()->centre(), 1.5);
+    m_session->background()->setPlacement(wrong);
+    QVERIFY(m_session->worstPixels(frameSize / 2) > 90);
+    QTest::keyClick(m_session->canvas(), Qt::Key_F);
+    QTRY_VERIFY2_WITH_TIMEOUT(m_session->worstPixels(frameSize / 2) < 1,
+                              qPrintable(QString::number(m_session->worstPixels(frameSize / 2))),
+                              patienceMs);
+    qInfo("found, off by %.2f pixels", m_session->worstPixels(frameSize / 2));
+    QTest::keyClick(m_session->canvas(), Qt::Key_Z, Qt::ControlModifier);
+    QVERIFY(m_session->drawn() == wrong);
+
+    m_session->moveStageToView(m_area.topLeft() - QPointF(1, 1) * 1e6, fineFieldMm);
+    m_session->waitForFrames(8);
+    const hosting::Placement beside = m_session->drawn();
+    QTest::keyClick(m_session->canvas(), Qt::Key_F);
+    const auto isRefused = [this] {
+        const QList<QLabel *> labels = m_session->window->findChildren<QLabel *>();
+        return std::any_of(labels.begin(), labels.end(), [](const QLabel *label) {
+            return label->text().startsWith("SEM: Not found.");
+        });
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(isRefused(), patienceMs);
+    QVERIFY(m_session->drawn() == beside);
+    QTest::keyClick(m_session->canvas(), Qt::Key_Escape);
 }
 
 /// Whatever the user does to view and layout, the image is where it belongs, or not seen.
