@@ -58,6 +58,7 @@ semControl::semControl()
     infoText->setTextFormat(Qt::PlainText);
     statusDisplay->setTextFormat(Qt::PlainText);
     keepWithin(infoText);
+    infoText->setAlignment(Qt::AlignLeft | Qt::AlignBottom); // a low panel cuts the oldest lines
     keepWithin(statusDisplay);
     statusDisplay->setMaximumHeight(maximumStatusLines * fontMetrics().lineSpacing());
     new InputHabits(this);
@@ -84,7 +85,7 @@ void semControl::setStatus(QString status)
     text += QLatin1Char('\n') + status.mid(6);
     shorten(&text, newest);
     infoText->setText(text);
-    infoText->setToolTip(toolTipOf(status.mid(6))); // the newest may lie below the label's end
+    infoText->setToolTip(toolTipOf(status.mid(6))); // the newest may be higher than the label
 }
 
 void semControl::detectorInfo(QString info, int index)
