@@ -1,6 +1,7 @@
 #include "panel/semcontrol.h"
 
 #include "panel/inputhabits.h"
+#include "panel/newestlines.h"
 
 #include <QStringList>
 
@@ -58,7 +59,7 @@ semControl::semControl()
     infoText->setTextFormat(Qt::PlainText);
     statusDisplay->setTextFormat(Qt::PlainText);
     keepWithin(infoText);
-    infoText->setAlignment(Qt::AlignLeft | Qt::AlignBottom); // a low panel cuts the oldest lines
+    new NewestLines(infoText);
     keepWithin(statusDisplay);
     statusDisplay->setMaximumHeight(maximumStatusLines * fontMetrics().lineSpacing());
     new InputHabits(this);
