@@ -112,16 +112,17 @@ double PairToConfirm::leftOpen() const
     return std::hypot(std::hypot(error.at(from), pickError(pair)), unseen);
 }
 
-/// Turn and scale that 95 % of the corrections stay within. Two pairs know both, up to the errors of
-/// their picks over their distance; a sheared wafer turns and stretches each direction differently.
+/// Turn and scale that 95 % of the corrections stay within. Two pairs know both, up to the errors
+/// of their picks over their distance; a sheared wafer turns and stretches each direction
+/// differently.
 WaferAssumption PairToConfirm::poseLeftOpen() const
 {
     if (AlignError(others).pairsInForce() < 2)
         return assumption;
     const ConfirmedPair &a = others.first(), &b = others.last();
     const double picks = share95 * std::hypot(a.deviation, b.deviation);
-    const double open = std::hypot(picks / QLineF(a.point, b.point).length(),
-                                   assumption.shearPercent / 100);
+    const double open =
+        std::hypot(picks / QLineF(a.point, b.point).length(), assumption.shearPercent / 100);
     WaferAssumption result = assumption;
     result.turnDegrees = std::min(result.turnDegrees, open * 180 / M_PI);
     result.scalePercent = std::min(result.scalePercent, open * 100);
