@@ -49,7 +49,7 @@ struct Watched : Laboratory {
     QPointF onScreen(const QPointF &design) const { return session->view().toScreen().map(design); }
 };
 
-/// How much of a colour lies within so many pixels of each point of a line.
+/// The share of points on a line that have the colour within so many pixels.
 double shareOf(const QColor &colour, const QImage &screen, const QLineF &line, int reach = 2)
 {
     int found = 0, all = 0;
