@@ -292,13 +292,13 @@ QString CanvasOverlay::notice() const
 }
 
 static void paintLine(QPainter *painter, const QRect &box, const QString &text,
-                      const QColor &colour)
+                      const QColor &colour, int flags = Qt::TextSingleLine)
 {
     if (text.isEmpty() || box.isEmpty())
         return;
     painter->fillRect(box, colour);
     painter->setPen(colour.lightness() > 128 ? Qt::black : Qt::white);
-    painter->drawText(box - padding, Qt::AlignVCenter | wrapped, text);
+    painter->drawText(box - padding, Qt::AlignVCenter | flags, text);
 }
 
 void CanvasOverlay::paintTexts(QPainter *painter) const
@@ -310,7 +310,7 @@ void CanvasOverlay::paintTexts(QPainter *painter) const
         paintLine(painter, QRect(QPoint(), lineSize(metrics, mode)), mode, m_mode->colour());
     const QRect below = m_canvas->rect().adjusted(0, line, 0, 0) - padding;
     paintLine(painter, painter->boundingRect(below, wrapped, notice()) + padding, notice(),
-              QColor(200, 60, 40));
+              QColor(200, 60, 40), wrapped);
     if (m_status)
         paintLine(painter, statusArea(), m_status->text(), m_status->colour());
 }

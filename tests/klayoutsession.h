@@ -54,10 +54,12 @@ struct KLayoutSession {
         auto *found = host()->findChild<QObject *>("semBackground");
         return static_cast<hosting::Background *>(found);
     }
-    QString statusLine() const
+    QString statusLine() const { return status()->text(); }
+    QString advice() const { return status()->advice(); }
+    hosting::StatusLine *status() const
     {
         auto *found = host()->findChild<QObject *>("semStatusLine");
-        return static_cast<hosting::StatusLine *>(found)->text();
+        return static_cast<hosting::StatusLine *>(found);
     }
     template <typename Widget> Widget *widget(const char *name) const
     {
@@ -231,9 +233,10 @@ struct KLayoutSession {
         drag(design, QPointF(0, -std::log(factor) / std::log(scalePerPixel)), Qt::ControlModifier);
     }
 
-    void keepPicture(const char *file)
+    /// Once so many frames have come.
+    void keepPicture(const char *file, int frames = 3)
     {
-        waitForFrames(3);
+        waitForFrames(frames);
         window->grab().save(file);
     }
 

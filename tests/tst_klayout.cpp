@@ -11,6 +11,7 @@
 #include <QCheckBox>
 #include <QLabel>
 #include <QListWidget>
+#include <QTcpServer>
 #include <QMessageBox>
 #include <QTemporaryDir>
 
@@ -28,12 +29,14 @@ private slots:
     void outlinesAreNotSaved();
     void cloneLiesWhereTheImageLay();
     void alignmentComesBackWithItsDesign();
+    void silentMicroscopeIsTold();
 
 private:
     QPointF crossAt(int number) const;
     void alignAt(int pair, double fieldMm);
     double measure(int pairs);
     void verifyRestored(int cross);
+    void showState(const char *picture, const char *line);
     void press(const char *button) { m_session->widget<QPushButton>(button)->click(); }
 
     QTemporaryDir m_folder;
@@ -136,9 +139,11 @@ void tst_klayout::threePairsBringEverythingInRegister()
             return;
     }
     const double one = measure(1);
+    showState("one-pair.png", "one pair: turn and scale are assumed");
     for (double fieldMm : { wideFieldMm, fineFieldMm })
         alignAt(2, fieldMm);
     const double two = measure(2);
+    showState("two-pairs.png", "two pairs");
     alignAt(3, fineFieldMm);
     const double three = measure(3);
     QVERIFY(one > 10); // or there was nothing to align
@@ -188,6 +193,9 @@ void tst_klayout::canvasShowsImageWhereTheLayoutIs()
         evaluate("view.update_content()");
         QTest::qWait(500);
     };
+    const QByteArray layers = m_folder.filePath("layers.lyp").toUtf8();
+    const QByteArray ground = evaluate("view.get_config('background-color')");
+    evaluate("view.save_layer_props('" + layers + "')");
     setLayers("visible", "False");
     const Cross image = measured();
     setLayers("visible", "True");
@@ -199,6 +207,8 @@ void tst_klayout::canvasShowsImageWhereTheLayoutIs()
     const Cross layout = measured();
     m_session->background()->setVisible(true);
     QVERIFY(image.found && layout.found);
+    evaluate("view.load_layer_props('" + layers + "')");
+    evaluate("view.set_config('background-color', '" + ground + "')");
     const QPointF off = image.centre - layout.centre;
     qInfo("on the canvas: %.2f, %.2f screen pixels apart", off.x(), off.y());
     QVERIFY(length(off) < 1);
@@ -335,7 +345,15 @@ void tst_klayout::startedRowIsGivenUp()
     m_session->keepPicture("row-in-work.png");
     QTest::keyClick(m_session->canvas(), Qt::Key_Escape);
     verifyRestored(1);
-    QVERIFY(m_session->statusLine().startsWith("restored: three pairs"));
+    showState("restored.png", "restored: three pairs");
+}
+
+void tst_klayout::showState(const char *picture, const char *line)
+{
+    m_session->moveStageToView(crossAt(1), 0.8);
+    const QString shown = m_session->statusLine();
+    QVERIFY2(shown.startsWith(line), qPrintable(shown));
+    m_session->keepPicture(picture);
 }
 
 /// In the first picture, before the stage has moved.
@@ -353,8 +371,10 @@ void tst_klayout::verifyRestored(int cross)
 
 void tst_klayout::alignmentComesBackWithItsDesign()
 {
+    m_session->moveStageToView(crossAt(1), 0.8);
     press("disconnectButton");
     QTRY_VERIFY(m_session->statusLine().startsWith("not connected since"));
+    m_session->keepPicture("disconnected.png", 0);
     press("connectButton");
     verifyRestored(3);
     if (QTest::currentTestFailed())
@@ -372,6 +392,19 @@ void tst_klayout::alignmentComesBackWithItsDesign()
     QVERIFY(!m_session->isAligned());
     press("takeTab");
     verifyRestored(4);
+}
+
+/// One that accepts the connection and never answers: what to check stands over the design.
+void tst_klayout::silentMicroscopeIsTold()
+{
+    QTcpServer silent;
+    QVERIFY(silent.listen(QHostAddress::LocalHost));
+    m_session->showView(crossAt(1), 0.8);
+    press("disconnectButton");
+    m_session->widget<QSpinBox>("port")->setValue(silent.serverPort());
+    press("connectButton");
+    QTRY_VERIFY_WITH_TIMEOUT(m_session->advice().contains("does not answer"), patienceMs);
+    m_session->keepPicture("advice.png", 0);
 }
 
 TEST_WITHIN_KLAYOUT(tst_klayout)
