@@ -15,10 +15,20 @@ trap 'rm -rf "$work"' EXIT
 env -u DISPLAY scripts/run.sh
 mv screenshot.png "$work"
 
+# Those of states are small: what counts in them is the panel and the line at the image.
+shrink() {
+    command -v convert >/dev/null || return 0
+    convert "$1" -crop 1270x1000+0+0 +repage -resize 620 "$1"
+}
+
 for picture in "$work"/*.png; do
+    colours=160
+    case $(basename "$picture" .png) in
+    one-pair | two-pairs | restored | disconnected | advice) shrink "$picture" && colours=20 ;;
+    esac
     # A palette is a third of the size; what is drawn has few colours.
     if command -v pngquant >/dev/null; then
-        pngquant --force --ext .png 160 "$picture"
+        pngquant --force --ext .png "$colours" "$picture"
     fi
     mv "$picture" "$folder"
     echo "$folder/$(basename "$picture")"
