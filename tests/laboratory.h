@@ -89,6 +89,10 @@ struct Laboratory {
         const QPolygonF frame(QRectF(0, 0, pixels, pixels));
         return areNear(background.outline(), expected().toTransform().map(frame), nominal() / 100);
     }
+    bool seesStage(bool moving) const
+    {
+        return spinUntil([=] { return session->isStageMoving() == moving; });
+    }
     /// Puts the image where it belongs, with a row of the panel.
     bool align(const char *row)
     {
