@@ -14,7 +14,8 @@
 
 using namespace hosting;
 
-const hosting::Design chip = { "chip;1/TOP", 1e-9 }, other = { "other/TOP", 1e-8 };
+const hosting::Design chip = { "chip;1/TOP", 1e-9, QRectF() },
+                      other = { "other/TOP", 1e-8, QRectF() };
 
 inline QImage plain(int size, const QColor &colour)
 {
