@@ -79,10 +79,12 @@ void halve(const Differences &differences, const cv::Rect &cell, int depth,
     halve(differences, part(cut, length), depth - 1, gains);
 }
 
-std::vector<cv::Point> ringShifts()
+std::vector<cv::Point> ringShifts(int most)
 {
     std::vector<cv::Point> shifts;
     for (int radius : { 3, 7, 14 }) {
+        if (radius > most)
+            break;
         const int count = radius == 3 ? 8 : 16;
         for (int n = 0; n < count; ++n) {
             const double angle = 2 * CV_PI * n / count;
@@ -173,22 +175,29 @@ double advantage(const cv::Mat &image, const cv::Mat &mine, const cv::Mat &other
     return mean[0] / (std::hypot(byChance, unsure * std::max(0., explained) / count) + 1e-9);
 }
 
+double leastAdvantage(const cv::Mat &image, const CrossPrediction &prediction,
+                      const Placing &placing, const cv::Mat &mine,
+                      const std::vector<cv::Point> &shifts, double explained)
+{
+    int margin = 0;
+    for (const cv::Point &shift : shifts)
+        margin = std::max({ margin, std::abs(shift.x), std::abs(shift.y) });
+    const CrossPrediction::Drawn drawn = prediction.draw(placing, image.size(), margin);
+    const cv::Mat shading = mine - drawn.shifted({});
+    double least = 1e9;
+    for (const cv::Point &shift : shifts)
+        least = std::min(least, advantage(image, mine, drawn.shifted(shift) + shading, explained));
+    return least;
+}
+
 double advantageOverShifts(const cv::Mat &image, const CrossPrediction &prediction,
                            const Placing &placing, int mostShift, double explained)
 {
     const int margin = std::min({ mostShift, image.cols / 2, image.rows / 2 });
-    const CrossPrediction::Drawn drawn = prediction.draw(placing, image.size(), margin);
     const cv::Mat mine = prediction.picture(placing, image.size());
-    const cv::Mat shading = mine - drawn.shifted({});
-    std::vector<cv::Point> shifts = ringShifts();
+    std::vector<cv::Point> shifts = ringShifts(margin);
     addSelfPeaks(mine, margin, &shifts);
-    double least = 1e9;
-    for (const cv::Point &shift : shifts) {
-        if (std::max(std::abs(shift.x), std::abs(shift.y)) <= margin)
-            least =
-                std::min(least, advantage(image, mine, drawn.shifted(shift) + shading, explained));
-    }
-    return least;
+    return leastAdvantage(image, prediction, placing, mine, shifts, explained);
 }
 
 } // namespace matching

@@ -35,6 +35,11 @@ cv::Mat shadingPicture(const Features &features, const WeightProblem &problem,
 /// counts as error.
 double advantage(const cv::Mat &image, const cv::Mat &mine, const cv::Mat &other, double explained);
 
+/// The smallest advantage of `mine`, the prediction's picture, over the same shifted in these ways.
+double leastAdvantage(const cv::Mat &image, const CrossPrediction &prediction,
+                      const Placing &placing, const cv::Mat &mine,
+                      const std::vector<cv::Point> &shifts, double explained);
+
 /// The smallest advantage over the same picture shifted: to the peaks of its autocorrelation, and
 /// by 3, 7 and 14 pixels in all directions. Low where the design repeats or has edges of one
 /// direction.
