@@ -64,7 +64,7 @@ void finish(const cv::Mat &image, const Design &design, const Pose &found, int f
     const Features features(view.coverage, cv::Rect({}, view.window.size));
     if (features.isEmpty())
         return;
-    const Refined refined = refine(fine.grey, features, placingOf(lying, view.window), {}, 3, 2, 3);
+    const Refined refined = refine(fine.grey, features, placingOf(lying, view.window), {}, 2, 2, 3);
     setPose(refined, view.window, fine, match);
 }
 
