@@ -93,8 +93,8 @@ Match check(const cv::Mat &image, const Design &design, const Pose &expected, do
     if (features.isEmpty())
         return refuse(Refusal::NoShapes);
     const Refined refined = refine(work.grey, features, rough, {}, 2, 2, 3);
-    setPose(refined, view.window, work, &match);
     judge(work.grey, features, refined.placing, &match);
+    setPose(refined, view.window, work, &match);
     const cv::Point2d off = refined.placing.centre - placingOf(lying, view.window).centre;
     if (match.accepted() && std::max(std::abs(off.x), std::abs(off.y)) > reach + slack)
         match.refusal = Refusal::NoFit;

@@ -10,6 +10,7 @@ namespace {
 
 const int halvings = 6; // 64 cells
 const int grain = 4; // pixels; neighbouring ones are not independent
+const double structureSigma = 2; // pixels
 const int selfPeaks = 12;
 const double unsure = 0.002; // of what is explained may be so by mistake
 
@@ -173,6 +174,27 @@ double advantage(const cv::Mat &image, const cv::Mat &mine, const cv::Mat &other
     const double count = double(gains.size());
     const double byChance = deviation[0] / std::sqrt(count - 1);
     return mean[0] / (std::hypot(byChance, unsure * std::max(0., explained) / count) + 1e-9);
+}
+
+double unexplained(const cv::Mat &image, const cv::Mat &predicted, const cv::Mat &shading)
+{
+    auto smoothSquares = [](const cv::Mat &picture, cv::Mat *blocks) {
+        cv::Mat smooth;
+        cv::GaussianBlur(picture, smooth, {}, structureSigma);
+        cv::resize(smooth.mul(smooth), *blocks, { blocksAcross, blocksAcross }, 0, 0,
+                   cv::INTER_AREA);
+    };
+    const cv::Mat residual = image - predicted, explained = predicted - shading;
+    cv::Mat left, seen;
+    smoothSquares(residual, &left);
+    smoothSquares(explained, &seen);
+    // White noise loses all but this of its squares. The difference of neighbours is noise mostly.
+    const cv::Mat steps = residual.colRange(1, residual.cols) - residual.colRange(0, residual.cols - 1);
+    const double noise = cv::norm(steps, cv::NORM_L2SQR) / 2 / double(steps.total());
+    const double kept = noise / (4 * CV_PI * structureSigma * structureSigma);
+    double most;
+    cv::minMaxLoc(left, nullptr, &most);
+    return std::max(0., most - kept) / (cv::mean(seen)[0] + 1e-9);
 }
 
 double leastAdvantage(const cv::Mat &image, const CrossPrediction &prediction,

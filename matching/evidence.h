@@ -46,6 +46,11 @@ double leastAdvantage(const cv::Mat &image, const CrossPrediction &prediction,
 double advantageOverShifts(const cv::Mat &image, const CrossPrediction &prediction,
                            const Placing &placing, int mostShift, double explained);
 
+/// The part of an image's structure that the prediction leaves: squares of the
+/// smoothed residual, less what noise alone would leave, against those of what is explained. In the
+/// block where it is most, against the mean of all blocks.
+double unexplained(const cv::Mat &image, const cv::Mat &predicted, const cv::Mat &shading);
+
 } // namespace matching
 
 #endif

@@ -41,6 +41,7 @@ void decide(const cv::Mat &image, const std::vector<Place> &places, double least
     const double overItself =
         advantageOverShifts(image, prediction, placing, shiftMargin - 4, explained);
 
+    match->unexplained = unexplained(image, mine, shading);
     match->confidence = std::min({ overShading, overOthers, overItself });
     if (match->confidence >= leastConfidence)
         return;

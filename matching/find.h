@@ -45,6 +45,8 @@ struct Match {
     double errorPixels = 0; ///< 95 of 100 centres are no farther off, if it is the right place
     /// Student's t of how much better this place explains the image than the strongest rival does.
     double confidence = 0;
+    /// Of the image's structure that the design does not explain, where it is most: 0 if all is.
+    double unexplained = 0;
 
     bool accepted() const { return refusal == Refusal::None; }
 };

@@ -1,14 +1,18 @@
 #include "matching/uncertainty.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace matching {
 namespace {
 
-// What the spread between blocks does not tell, weights that err and shapes that are not there;
-// found by comparing with images whose place is known.
-const double spreadFactor = 2;
-const double leastDeviation = 0.045; // pixels, along each axis
+// What the spread between blocks does not tell, found by comparing with images whose place is
+// known: the image's own rounding and the steps of the pictures it is compared with, ...
+const double spreadFactor = 1.8;
+const double leastDeviation = 0.05; // pixels, along each axis
+// ... and greys that are known the worse, and shapes that miss the more, the less the place stands
+// out: at this confidence that counts as much as all else.
+const double halfTrusted = 6;
 
 // 95 % of a normal distribution of two components with this covariance.
 double radius95(const cv::Matx44d &covariance)
@@ -24,7 +28,8 @@ double radius95(const cv::Matx44d &covariance)
 void setPose(const Refined &refined, const Window &window, const Scaled &scaled, Match *match)
 {
     match->pose = scaled.whole(poseOf(refined.placing, window));
-    match->covariance = scaled.factor * scaled.factor
+    const double doubt = halfTrusted / std::max(1., match->confidence);
+    match->covariance = (1 + doubt * doubt) * scaled.factor * scaled.factor
         * (spreadFactor * spreadFactor * refined.covariance
            + leastDeviation * leastDeviation * cv::Matx44d::eye());
     match->errorPixels = radius95(match->covariance);
