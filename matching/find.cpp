@@ -13,6 +13,7 @@ namespace {
 
 const int shiftMargin = 36; // pixels around the winner by which it is shifted against itself
 const int drawMargin = 8; // pixels around the image that the last step needs
+const double leastUnexplained = 0.05; // of the structure, that tells against a place
 
 bool isUsable(const Start &start)
 {
@@ -21,7 +22,7 @@ bool isUsable(const Start &start)
         && start.scale < 0.5;
 }
 
-void decide(const cv::Mat &image, const std::vector<Place> &places, double leastConfidence,
+void decide(const cv::Mat &image, const std::vector<Place> &places, const Options &options,
             Match *match)
 {
     const Place &best = places.front();
@@ -43,7 +44,8 @@ void decide(const cv::Mat &image, const std::vector<Place> &places, double least
 
     match->unexplained = unexplained(image, mine, shading);
     match->confidence = std::min({ overShading, overOthers, overItself });
-    if (match->confidence >= leastConfidence)
+    const bool clear = match->unexplained < leastUnexplained;
+    if (match->confidence >= (clear ? options.leastConfidenceIfClear : options.leastConfidence))
         return;
     match->refusal = match->confidence == overShading ? Refusal::NoFit
         : match->confidence == overItself             ? Refusal::Repetitive
@@ -101,7 +103,7 @@ Match find(const cv::Mat &image, const Design &design, const Start &start, const
         return refuse(Refusal::Cancelled);
     if (places.empty())
         return refuse(finder.hasShapes() ? Refusal::NoFit : Refusal::NoShapes);
-    decide(work.grey, places, options.leastConfidence, &match);
+    decide(work.grey, places, options, &match);
     if (finder.cancelled())
         return refuse(Refusal::Cancelled);
     finish(image, design, work.whole(places.front().pose()), options.finestPixels, &match);

@@ -28,6 +28,8 @@ const char *word(Refusal refusal); ///< for a message: "repetitive" and so on
 
 struct Options {
     double leastConfidence = 6;
+    /// Is enough where the design leaves next to nothing of the image unexplained.
+    double leastConfidenceIfClear = 4;
     /// How far beyond the start's reach is made sure that nothing looks the same, in image widths.
     /// What wrong starts and look-alikes next to them would cost is seen only there.
     double lookAround = 1.5;
