@@ -189,7 +189,8 @@ double unexplained(const cv::Mat &image, const cv::Mat &predicted, const cv::Mat
     smoothSquares(residual, &left);
     smoothSquares(explained, &seen);
     // White noise loses all but this of its squares. The difference of neighbours is noise mostly.
-    const cv::Mat steps = residual.colRange(1, residual.cols) - residual.colRange(0, residual.cols - 1);
+    const cv::Mat steps =
+        residual.colRange(1, residual.cols) - residual.colRange(0, residual.cols - 1);
     const double noise = cv::norm(steps, cv::NORM_L2SQR) / 2 / double(steps.total());
     const double kept = noise / (4 * CV_PI * structureSigma * structureSigma);
     double most;

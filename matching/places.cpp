@@ -113,8 +113,8 @@ std::vector<Place> PlaceFinder::sharpened(const std::vector<Place> &coarse)
     const double ratio = m_coarse.factor / m_work.factor;
     const cv::Mat field = edgeFieldOfImage(m_work.grey);
     const double radius = std::max(m_work.grey.cols, m_work.grey.rows) / 2.;
-    const Range range{ 2 * ratio, turnStep / 2 * ratio / radius, turnStep / radius, scaleStep / 2 * ratio / radius,
-                       scaleStep / radius };
+    const Range range{ 2 * ratio, turnStep / 2 * ratio / radius, turnStep / radius,
+                       scaleStep / 2 * ratio / radius, scaleStep / radius };
     std::vector<Place> places;
     for (const Place &rough : coarse) {
         const Pose lying = m_work.lying(m_coarse.whole(rough.pose()));
@@ -181,8 +181,7 @@ bool PlaceFinder::refinePlace(Place *place) const
                             around(place->refined.placing, m_work.grey.size(), drawMargin));
     if (features.isEmpty())
         return false;
-    place->refined =
-        refine(m_work.grey, features, place->refined.placing, { 1.5, 1 }, 1, 3, 3);
+    place->refined = refine(m_work.grey, features, place->refined.placing, { 1.5, 1 }, 1, 3, 3);
     ++place->rounds;
     const WeightProblem problem(m_work.grey, features, place->refined.placing, 2);
     if (!problem.isCovered())

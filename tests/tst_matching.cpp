@@ -83,6 +83,7 @@ void TestMatching::checks_data()
     QTest::addColumn<double>("up");
     QTest::addColumn<QString>("word");
     QTest::newRow("in place") << 0. << 0. << "";
+    QTest::newRow("8192 pixels") << 3. << 2. << "";
     QTest::newRow("beside, not square") << 5. << -4. << "";
     QTest::newRow("out of reach") << 60. << 25. << "does not fit";
     QTest::newRow("one grey") << 0. << 0. << "empty";
@@ -98,20 +99,23 @@ void TestMatching::checks()
     QFETCH(QString, word);
     const Pose truth = makePose({ 12.4, -31.7 }, 0.99, 0.025);
     cv::Mat image = photograph(false, truth);
-    if (word.isEmpty()) // the middle stays where it is
-        image = image(cv::Rect(0, right == 0 ? 0 : 32, 256, right == 0 ? 256 : 192));
+    Pose expected = truth;
+    expected.centre += cv::Point2d(right, up);
+    const int larger = right == 3 ? 32 : 1;
+    cv::resize(image, image, {}, larger, larger);
+    expected.axes *= 1. / larger;
+    if (right == 5) // the middle stays where it is
+        image = image(cv::Rect(0, 32, 256, 192));
     if (word == "empty")
         image = 7.;
     if (word == "bad image")
         image = cv::Mat(1, 1, CV_8U, 9.);
-    Pose expected = truth;
-    expected.centre += cv::Point2d(right, up);
     const Match match = check(image, [&](const Window &part) {
         return word == "no shapes" ? std::vector<cv::Mat>() : draw(false, part);
-    }, expected, 8);
+    }, expected, 8 * larger);
     QCOMPARE(QString(matching::word(match.refusal)), word);
     QVERIFY(!match.accepted() || cv::norm(match.pose.centre - truth.centre) < 0.25);
-    QVERIFY(!match.accepted() || match.errorPixels < 0.5);
+    QVERIFY(!match.accepted() || match.errorPixels < 0.5 * larger);
 }
 
 QTEST_APPLESS_MAIN(TestMatching)

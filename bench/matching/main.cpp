@@ -155,9 +155,8 @@ void run(const Chip &chip, const Set &set, int places)
             return pictures;
         };
         const double begin = processorMs();
-        const Match match = set.check
-            ? matching::check(taken.image, design, start.pose, checkReach)
-            : matching::find(taken.image, design, start, options);
+        const Match match = set.check ? matching::check(taken.image, design, start.pose, checkReach)
+                                      : matching::find(taken.image, design, start, options);
         row.add(match, taken.truth, set.truth == Set::Inside, processorMs() - begin - drawing);
     }
     row.print(set.name);
