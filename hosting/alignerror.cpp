@@ -9,8 +9,6 @@
 namespace hosting {
 
 namespace {
-const double share95 = 1.959964; // deviations that hold 95 % of a normal distribution
-
 double squared(const QPointF &vector)
 {
     return QPointF::dotProduct(vector, vector);

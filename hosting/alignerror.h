@@ -7,6 +7,8 @@
 
 namespace hosting {
 
+const double share95 = 1.959964; ///< deviations that hold 95 % of a normal distribution
+
 /// An alignment pair as far as the host knows it: not the stage position.
 struct ConfirmedPair {
     int row = 1; ///< 1 to 3, as on the panel

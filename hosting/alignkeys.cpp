@@ -44,12 +44,17 @@ bool AlignMode::wantsCentre(const QKeyEvent &event) const
     return m_mode == Assisted && m_havePixel && event.key() == Qt::Key_C && !event.modifiers();
 }
 
+bool AlignMode::wantsFinding(const QKeyEvent &event)
+{
+    return event.key() == Qt::Key_F && !event.modifiers();
+}
+
 bool AlignMode::takesKey(const QKeyEvent &event) const
 {
     if (m_mode == Off)
         return false;
     return event.key() == Qt::Key_Escape || historyStepOf(event) || wantsCentre(event)
-        || (m_mode == Manual && !arrowOf(event).isNull());
+        || wantsFinding(event) || (m_mode == Manual && !arrowOf(event).isNull());
 }
 
 bool AlignMode::keyPress(const QKeyEvent &event, const View &view)
@@ -59,6 +64,8 @@ bool AlignMode::keyPress(const QKeyEvent &event, const View &view)
     if (event.key() == Qt::Key_Escape) {
         setMode(Off);
         emit escaped();
+    } else if (wantsFinding(event)) {
+        emit findWanted();
     } else if (wantsCentre(event)) {
         emit centreWanted(m_background->placement().toTransform().map(m_pixel));
     } else if (const HistoryStep step = historyStepOf(event)) {

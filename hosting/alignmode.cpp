@@ -46,6 +46,13 @@ void AlignMode::chooseCentre()
     emit changed();
 }
 
+void AlignMode::put(const Placement &placement)
+{
+    beginMove();
+    m_background->setPlacement(placement);
+    endMove();
+}
+
 double AlignMode::fineness(const QInputEvent &event)
 {
     return event.modifiers() & Qt::ShiftModifier ? 0.1 : 1;

@@ -39,6 +39,10 @@ public:
     void finish();
     /// Assisted: the image's centre is the chosen point from now on.
     void chooseCentre();
+    /// Moves the image there, as one step of the history.
+    void put(const Placement &placement);
+    /// True while the user is about to move the image: between two clicks, in a drag, among keys.
+    bool isMoving() const { return m_drag != NoDrag || m_havePixel || m_nudging.isActive(); }
     MoveHistory *history() { return &m_history; }
 
     /// In which the readout is given; 0, the default, for database units.
@@ -66,6 +70,7 @@ public:
 signals:
     void changed(); ///< mode, instruction or marks
     void modeChanged();
+    void findWanted(); ///< with the key F: where the image belongs
     void escaped(); ///< the mode was left with Esc
     /// The chosen point of the image, now at this design point, should become its centre first;
     /// whoever brings it there calls chooseCentre().
@@ -81,6 +86,7 @@ private:
     void click(const QPointF &design);
     HistoryStep historyStepOf(const QKeyEvent &event) const;
     bool wantsCentre(const QKeyEvent &event) const;
+    static bool wantsFinding(const QKeyEvent &event);
     void nudge(const QPointF &steps, bool turnsOrScales, const View &view);
     static double fineness(const QInputEvent &event);
 

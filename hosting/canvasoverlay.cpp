@@ -10,19 +10,24 @@
 
 namespace hosting {
 
+static const int viewChangeMs = 150; // a canvas that draws bit by bit shows more before that
+
 CanvasOverlay::CanvasOverlay(PluginSession *session, Background *background, AlignMode *mode)
     : m_session(session)
     , m_background(background)
     , m_mode(mode)
 {
     connect(session, &PluginSession::alignmentChanged, this, &CanvasOverlay::followAlignment);
-    connect(background, &Background::changed, this, &CanvasOverlay::update);
+    connect(background, &Background::changed, this, &CanvasOverlay::followBackground);
     const auto repaintAll = [this] {
         if (m_canvas)
             m_canvas->update();
     };
     connect(mode, &AlignMode::changed, this, repaintAll);
     connect(session, &PluginSession::noticeChanged, this, repaintAll);
+    m_viewChanges.setSingleShot(true);
+    m_viewChanges.setInterval(viewChangeMs);
+    connect(&m_viewChanges, &QTimer::timeout, this, &CanvasOverlay::update);
 }
 
 CanvasOverlay::~CanvasOverlay()
@@ -37,8 +42,10 @@ void CanvasOverlay::setCanvas(QWidget *canvas)
     for (QWidget *widget : { m_canvas.data(), canvas })
         if (widget)
             widget->update();
-    if (m_canvas)
+    if (m_canvas) {
         m_canvas->removeEventFilter(this);
+        m_canvas->setAttribute(Qt::WA_OpaquePaintEvent, false);
+    }
     m_canvas = canvas;
     m_designOff = false;
     m_picture = QImage();
@@ -89,8 +96,8 @@ void CanvasOverlay::followAlignment()
     const Design &design = m_session->design();
     m_contours.clear();
     if (m_contoursShown && design.isOpen())
-        m_contours = errorContours(AlignError(m_session->confirmedPairs(), m_session->assumption()), design.extent,
-                                   design.micrometres());
+        m_contours = errorContours(AlignError(m_session->confirmedPairs(), m_session->assumption()),
+                                   design.extent, design.micrometres());
     if (m_canvas)
         m_canvas->update();
 }
@@ -101,7 +108,12 @@ bool CanvasOverlay::eventFilter(QObject *watched, QEvent *event)
         return false;
     if (event->type() != QEvent::Paint)
         return handleInput(event);
+    // What would be painted below it costs a tenth of all, thirty times a second.
+    const bool wasOpaque = m_canvas->testAttribute(Qt::WA_OpaquePaintEvent);
+    m_canvas->setAttribute(Qt::WA_OpaquePaintEvent, showsAnything());
     if (!showsAnything()) {
+        if (wasOpaque)
+            m_canvas->update();
         m_picture = QImage();
         m_covered = QRect();
         return false;

@@ -1,13 +1,17 @@
 #ifndef HOSTING_CANVASOVERLAY_H
 #define HOSTING_CANVASOVERLAY_H
 
+#include "hosting/changedrows.h"
 #include "hosting/errorcontour.h"
 #include "hosting/imagepainter.h"
+#include "hosting/placement.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QPointF>
 #include <QPointer>
 #include <QRegion>
+#include <QTimer>
 #include <QWidget>
 
 #include <optional>
@@ -76,6 +80,8 @@ private:
     QRect imageArea() const;
     QRect statusArea() const;
     QRect coveredArea() const;
+    QRect changedArea() const;
+    void followBackground();
     void ask(const QRect &area);
     void updateStatus();
     void followAlignment();
@@ -98,11 +104,15 @@ private:
     QImage m_picture; ///< what the canvas painted last, without us
     QImage m_composed; ///< what was put on it last
     QRegion m_asked; ///< by us, without the canvas having changed
+    ChangedRows m_changed; ///< of the image
+    QElapsedTimer m_sinceAll; ///< of it was painted
+    Placement m_placement; ///< with which it was painted last
     QRect m_covered; ///< by image, its frame and the status line when they were painted last
     std::optional<QPointF> m_cursor; ///< on the canvas
     QString m_notice; ///< last shown
     bool m_dimmed = false;
     QRect m_statusArea; ///< of the status line when it was painted last
+    QTimer m_viewChanges; ///< runs on while the canvas paints anew, again and again
     bool m_painting = false;
 };
 

@@ -53,21 +53,39 @@ static int thinningStep(const QImage &image, const QTransform &toWindow, double 
     return step < worthwhile || step > image.width() ? 1 : step;
 }
 
-void paintImage(QPainter *painter, const QImage &image, const QTransform &toWindow,
-                const QRect &window)
+// Filling costs a tenth of all: what an opaque image covers anyway is left out.
+static void clearAround(QImage *layer, const QImage &image, const QTransform &toLayer)
 {
-    const double zoom = std::sqrt(std::abs(toWindow.determinant()));
-    const int step = zoom > 0 ? thinningStep(image, toWindow, zoom) : 1;
-    const QRect pixels = visiblePixels(image, toWindow, window, qMax(2, step));
-    if (pixels.width() < step || pixels.height() < step)
+    const int rounding = 2;
+    const bool covers =
+        image.format() == QImage::Format_RGB32 && toLayer.type() <= QTransform::TxScale;
+    const QRectF covered = covers ? toLayer.mapRect(QRectF(image.rect())) : QRectF();
+    const QRectF seen = covered.intersected(QRectF(layer->rect()).adjusted(-9, -9, 9, 9));
+    const QRegion around = QRegion(layer->rect())
+        - seen.toAlignedRect().adjusted(rounding, rounding, -rounding, -rounding);
+    QPainter painter(layer);
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    for (const QRect &rect : around)
+        painter.fillRect(rect, Qt::transparent);
+}
+
+void paintImage(QImage *layer, const QImage &image, const QTransform &toLayer, Quality quality)
+{
+    const double zoom = std::sqrt(std::abs(toLayer.determinant()));
+    const int step = zoom > 0 ? thinningStep(image, toLayer, zoom) : 1;
+    const QRect pixels = visiblePixels(image, toLayer, layer->rect(), qMax(2, step));
+    if (pixels.width() < step || pixels.height() < step) {
+        layer->fill(Qt::transparent);
         return;
+    }
+    clearAround(layer, image, toLayer);
     const QImage few = step > 1 ? thinnedOut(image, pixels, step) : image;
     const QRect fromFew = step > 1 ? few.rect() : pixels;
-    painter->save();
-    painter->setRenderHint(QPainter::SmoothPixmapTransform, wantsInterpolation(zoom));
-    painter->setTransform(toWindow, true);
-    painter->drawImage(QRectF(pixels.topLeft(), fromFew.size() * step), few, fromFew);
-    painter->restore();
+    QPainter painter(layer);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform,
+                          quality == Quality::Smooth && wantsInterpolation(zoom));
+    painter.setTransform(toLayer);
+    painter.drawImage(QRectF(pixels.topLeft(), fromFew.size() * step), few, fromFew);
 }
 
 namespace {

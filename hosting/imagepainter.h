@@ -4,7 +4,6 @@
 #include <QColor>
 #include <QImage>
 
-class QPainter;
 class QTransform;
 
 namespace hosting {
@@ -21,11 +20,15 @@ struct DrawingStyle {
     double designOpacity = 1;
 };
 
-/// Draws the part of `image` that lies within the painter's `window`, in window coordinates; the
-/// time it takes depends on that part, not on the size of the image. `toWindow` maps image pixels;
-/// one that cannot be inverted draws nothing.
-void paintImage(QPainter *painter, const QImage &image, const QTransform &toWindow,
-                const QRect &window);
+enum class Quality {
+    Fast, ///< while the view changes; up to half an image pixel off
+    Smooth
+};
+
+/// Makes `layer` (premultiplied) show the image where it lies and be transparent elsewhere; the time
+/// it takes depends on the size of the layer, not on that of the image. `toLayer` maps image pixels;
+/// one that cannot be inverted shows nothing.
+void paintImage(QImage *layer, const QImage &image, const QTransform &toLayer, Quality quality);
 
 /// Puts `layer` (premultiplied, what was painted of the image) and `canvas` (what the host's canvas
 /// painted, with the colour `ground` where it shows no design) together, into `layer`, which

@@ -112,6 +112,23 @@ double PairToConfirm::leftOpen() const
     return std::hypot(std::hypot(error.at(from), pickError(pair)), unseen);
 }
 
+/// Turn and scale that 95 % of the corrections stay within. Two pairs know both, up to the errors
+/// of their picks over their distance; a sheared wafer turns and stretches each direction
+/// differently.
+WaferAssumption PairToConfirm::poseLeftOpen() const
+{
+    if (AlignError(others).pairsInForce() < 2)
+        return assumption;
+    const ConfirmedPair &a = others.first(), &b = others.last();
+    const double picks = share95 * std::hypot(a.deviation, b.deviation);
+    const double open =
+        std::hypot(picks / QLineF(a.point, b.point).length(), assumption.shearPercent / 100);
+    WaferAssumption result = assumption;
+    result.turnDegrees = std::min(result.turnDegrees, open * 180 / M_PI);
+    result.scalePercent = std::min(result.scalePercent, open * 100);
+    return result;
+}
+
 QString PairToConfirm::tooFar() const
 {
     if (!placeKnown || AlignError(others).pairsInForce() == 0)
@@ -120,18 +137,17 @@ QString PairToConfirm::tooFar() const
     if (correction.distance() > surprise * open)
         return tr("The image was moved by %1; the earlier pairs leave about %2 open here.")
             .arg(lengthText(correction.distance()), lengthText(open));
-    // The image is not turned and scaled by the map: its own turn and scale stay what the wafer's
-    // are assumed to be, however many pairs there are.
-    const bool turned = std::abs(correction.turnDegrees) > surprise * assumption.turnDegrees;
-    const bool scaled = std::abs(correction.scale - 1) > surprise * assumption.scalePercent / 100;
+    const WaferAssumption pose = poseLeftOpen();
+    const bool turned = std::abs(correction.turnDegrees) > surprise * pose.turnDegrees;
+    const bool scaled = std::abs(correction.scale - 1) > surprise * pose.scalePercent / 100;
     if (!turned && !scaled)
         return QString();
-    return tr("The image was turned by %1\u00b0 and scaled by %2; wafers are assumed to lie within "
-              "%3\u00b0 and %4 %.")
+    return tr("The image was turned by %1\u00b0 and scaled by %2; the earlier pairs leave about "
+              "%3\u00b0 and %4 % open.")
         .arg(correction.turnDegrees, 0, 'f', 1)
         .arg(correction.scale, 0, 'f', 3)
-        .arg(assumption.turnDegrees)
-        .arg(assumption.scalePercent);
+        .arg(pose.turnDegrees, 0, 'g', 2)
+        .arg(pose.scalePercent, 0, 'g', 2);
 }
 
 QStringList PairToConfirm::questions() const

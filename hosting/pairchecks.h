@@ -52,13 +52,15 @@ public:
     QString nearlyOnLine() const;
     /// Moved twice as far, or turned or scaled twice as much, as the pairs in force and the
     /// assumption leave open; never for a first pair. Where the true wafer is one of those that are
-    /// assumed, that happens to one pair in ten thousand.
+    /// assumed, and its turn was given to the image with the first pair, that happens to one pair in
+    /// ten thousand.
     QString tooFar() const;
 
     QStringList questions() const; ///< all that are not empty
 
 private:
     double leftOpen() const;
+    WaferAssumption poseLeftOpen() const;
 };
 
 } // namespace hosting

@@ -100,6 +100,9 @@ public:
     bool giveUpPair();
     /// Has the stage moved so that what the image shows at this design point comes to its centre.
     bool bringToCentre(const QPointF &point);
+    /// The image was put where it lies now so exactly (standard deviation, image pixels). That holds
+    /// until it is moved; what the user's hand does is taken for exact to one pixel.
+    void notePick(double deviationPixels);
     /// Calls one of the plugin's public slots that take no arguments.
     bool invoke(const char *slot);
     /// Brings a stored alignment back that the user cleared; false if none is known.
@@ -153,6 +156,7 @@ private:
     void startAgain();
     void startAgainAt(const QPointF &centre, const Pose &pose);
     QString reportOf(bool rejected) const;
+    double pickDeviation() const;
     void showOrHide();
     void setNotice(const QString &notice);
 
@@ -182,6 +186,9 @@ private:
     Pose m_poseBefore; ///< that the row in work began with
     Correction m_correction; ///< of the row being confirmed
     int m_confirmingRow = 0;
+    double m_confirmedDeviation = 0; ///< of its pick, database units
+    Placement m_pickedPlacement; ///< of the pick that was noted
+    double m_pickedPixels = 1;
     std::optional<QPointF> m_restingCentre; ///< for the image when the stage goes to the view
     QDateTime m_lostSince;
     bool m_connected = false;

@@ -1,8 +1,9 @@
 #ifndef HOSTING_SCANWATCH_H
 #define HOSTING_SCANWATCH_H
 
+#include "hosting/changedrows.h"
+
 #include <QCoreApplication>
-#include <QImage>
 
 namespace hosting {
 
@@ -41,17 +42,12 @@ public:
     QString staleness(qint64 nowMs) const;
 
 private:
-    int findBeam(const QImage &before);
-    int search(const QImage &before);
-    int following(int row) const { return row + 1 < m_image.height() ? row + 1 : 0; }
     double rowMs() const;
 
-    QImage m_image;
+    ChangedRows m_rows;
     double m_dwellNs = 0;
-    int m_start = 0; ///< row at which the beam was seen last
     int m_row = -1;
     bool m_wrapped = false;
-    quint32 m_searches = 0;
     qint64 m_seenMs = 0; ///< when it was seen there
     qint64 m_dataMs = -1; ///< when data came last
     qint64 m_frameMs = -1; ///< when a frame was complete last

@@ -24,6 +24,7 @@ void PluginSession::stopMoving()
 {
     m_confirmingRow = rowInWork();
     m_correction = pairToConfirm().correction;
+    m_confirmedDeviation = pickDeviation();
     m_confirming = m_pairInWork;
     m_pairInWork = false;
     emit defaultModeRequested();
@@ -36,7 +37,7 @@ void PluginSession::finishPair(const QPointF &centre)
     bool rejected = false;
     if (m_confirmingRow > 0) {
         m_alignment.pairs.resize(qMax(m_confirmingRow, m_alignment.pairs.size()));
-        m_alignment.pairs[m_confirmingRow - 1] = { centre, m_nominal.pixelSize() };
+        m_alignment.pairs[m_confirmingRow - 1] = { centre, m_confirmedDeviation };
         rejected = m_alignment.pairs.size() > 1 && m_panel.saysAlignmentError();
         m_alignment.inForce = rejected ? 1 : m_alignment.pairs.size();
         m_alignment.restored = false;
@@ -88,7 +89,7 @@ PairToConfirm PluginSession::pairToConfirm() const
     const QPointF centre = now.centre(m_nominal.imageSize()) * unit;
     const int row = rowInWork();
     PairToConfirm result;
-    result.pair = { row, centre, m_nominal.pixelSize() * unit, true };
+    result.pair = { row, centre, pickDeviation() * unit, true };
     for (const ConfirmedPair &other : confirmedPairs())
         if (other.row != row)
             result.others.append(other);
@@ -99,6 +100,18 @@ PairToConfirm PluginSession::pairToConfirm() const
     result.stageMoves = isStageMoving();
     result.design = QRectF(m_design.extent.topLeft() * unit, m_design.extent.size() * unit);
     return result;
+}
+
+void PluginSession::notePick(double deviationPixels)
+{
+    m_pickedPlacement = m_background->placement();
+    m_pickedPixels = deviationPixels;
+}
+
+double PluginSession::pickDeviation() const
+{
+    const bool isNoted = m_background->placement() == m_pickedPlacement;
+    return m_nominal.pixelSize() * (isNoted ? m_pickedPixels : 1);
 }
 
 QPointF PluginSession::movedByHand() const

@@ -197,7 +197,8 @@ void PluginSession::settle(const Placement &before, Placement *placement)
         m_centreAfterPosition = !m_waitsForMove && !outline.boundingRect().intersects(seen);
         m_mappedCentre = placement->centre(imageSize);
         if (m_tellRestored)
-            emit told(tr("Row given up; the stored alignment is back, with a new connection."));
+            emit told(tr("Row given up; the stored alignment is back, with a new connection: the "
+                         "frame begins anew."));
         m_tellRestored = false;
         return;
     }

@@ -109,7 +109,7 @@ QString StatusLine::text() const
     else if (m_session->panel()->showsLiveImage())
         parts << m_live->staleness();
     parts << basis().text << handText() << errorText() << m_live->progress();
-    if (m_session->isStageMoving())
+    if (m_session->isConnected() && m_session->isStageMoving())
         parts << tr("stage moving");
     if (m_session->isConnected() && !m_session->panel()->showsLiveImage())
         parts << tr("no live image");

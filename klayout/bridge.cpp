@@ -100,6 +100,12 @@ void sem_connect(const char *address, int port)
         host->connectTo(QString::fromUtf8(address), port);
 }
 
+void sem_take_shapes(const int *numbers, int count)
+{
+    if (host)
+        host->takeShapes(numbers, count);
+}
+
 const char *sem_write_clone(const char *file)
 {
     const QString matrix = host ? host->writeClone(QString::fromUtf8(file)) : QString();

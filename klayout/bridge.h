@@ -30,10 +30,13 @@ void sem_set_ground(const char *colour);
 void sem_show_tab(const char *title, int elsewhere);
 /// 0 off, 1 by hand, 2 by two clicks.
 void sem_set_mode(int mode);
-/// "hand", "clicks", "bringBack", "clone", "centre", "panels"; unknown ones do nothing.
+/// "hand", "clicks", "find", "bringBack", "clone", "centre", "panels"; unknown ones do nothing.
 void sem_act(const char *action);
 /// Types host and port into the panel, turns the live image on, and presses "connect".
 void sem_connect(const char *host, int port);
+
+/// Shapes that were asked for: so many numbers, as hosting::LayerShapes takes them.
+void sem_take_shapes(const int *numbers, int count);
 
 /// Writes the live image to a PNG. Returns its matrix as six numbers, m11 m12 m21 m22 dx dy, from
 /// pixels about the image's centre (y upwards) to micrometres; or null if there is no image, and

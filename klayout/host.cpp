@@ -27,6 +27,7 @@ Host::Host(QMainWindow *window, const Event &event)
     , m_live(&m_session, &m_background)
     , m_statusLine(&m_session, &m_background, &m_live)
     , m_overlay(&m_session, &m_background, &m_mode)
+    , m_finder(&m_session, &m_background)
     , m_guard(&m_session, [this](const QString &question) { return ask(question); })
     , m_exitSignals([this] { end(); })
     , m_imageDock(new ImageDock)
@@ -114,7 +115,12 @@ void Host::connectSession()
     connect(&m_session, &PluginSession::manualAlignmentRequested, this,
             [this] { m_mode.setMode(AlignMode::Manual); });
     connect(&m_session, &PluginSession::assistedAlignmentRequested, this,
-            [this] { m_mode.setMode(AlignMode::Assisted); });
+            [this] {
+                m_mode.setMode(AlignMode::Assisted);
+                find(); // the two clicks are left if it is not found
+            });
+    connect(&m_mode, &AlignMode::findWanted, this, &Host::find);
+    connect(&m_finder, &hosting::ImageFinder::finished, this, &Host::takeFinding);
     connect(&m_session, &PluginSession::defaultModeRequested, &m_mode,
             &AlignMode::finish);
     connect(&m_session, &PluginSession::noticeChanged, this, [this](const QString &notice) {
@@ -281,6 +287,8 @@ void Host::act(const QString &action)
         m_session.invoke("alignManuel");
     else if (action == "clicks")
         m_session.invoke("alignAssist");
+    else if (action == "find")
+        find();
     else if (action == "centre")
         centreOnImage();
     else if (action == "panels")

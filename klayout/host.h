@@ -4,6 +4,7 @@
 #include "hosting/alignmode.h"
 #include "hosting/background.h"
 #include "hosting/canvasoverlay.h"
+#include "hosting/imagefinder.h"
 #include "hosting/livewatch.h"
 #include "hosting/pairguard.h"
 #include "hosting/statusline.h"
@@ -32,6 +33,8 @@ namespace klayout {
 ///     clone-show     id, 0 or 1
 ///     clone-save     id
 ///     clone-remove   id
+///     shapes         left bottom right top in database units: what the visible layers have there
+///                    is wanted, as sem_take_shapes(), at once
 ///     message        text for the status bar
 ///     warning        text for a message box
 class Host : public QObject {
@@ -60,6 +63,9 @@ public:
     /// image, empty and with a warning if the file cannot be written.
     QString writeClone(const QString &file);
 
+    /// The shapes that were asked for.
+    void takeShapes(const qint32 *numbers, int count);
+
     hosting::PluginSession *session() { return &m_session; }
     hosting::Background *background() { return &m_background; }
     hosting::CanvasOverlay *overlay() { return &m_overlay; }
@@ -78,6 +84,8 @@ private:
     void connectSession();
     void connectDock();
     void centreOnImage();
+    void find();
+    void takeFinding(const hosting::ImageFinder::Finding &finding);
     void updateView();
 
     QMainWindow *m_window;
@@ -88,6 +96,7 @@ private:
     hosting::LiveWatch m_live;
     hosting::StatusLine m_statusLine;
     hosting::CanvasOverlay m_overlay;
+    hosting::ImageFinder m_finder;
     hosting::PairGuard m_guard;
     ExitSignals m_exitSignals;
     ImageDock *m_imageDock;

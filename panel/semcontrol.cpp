@@ -1,6 +1,7 @@
 #include "panel/semcontrol.h"
 
 #include "panel/inputhabits.h"
+#include "panel/newestlines.h"
 
 #include <QStringList>
 
@@ -58,6 +59,7 @@ semControl::semControl()
     infoText->setTextFormat(Qt::PlainText);
     statusDisplay->setTextFormat(Qt::PlainText);
     keepWithin(infoText);
+    new NewestLines(infoText);
     keepWithin(statusDisplay);
     statusDisplay->setMaximumHeight(maximumStatusLines * fontMetrics().lineSpacing());
     new InputHabits(this);
@@ -84,7 +86,7 @@ void semControl::setStatus(QString status)
     text += QLatin1Char('\n') + status.mid(6);
     shorten(&text, newest);
     infoText->setText(text);
-    infoText->setToolTip(toolTipOf(status.mid(6))); // the newest may lie below the label's end
+    infoText->setToolTip(toolTipOf(status.mid(6))); // the newest may be higher than the label
 }
 
 void semControl::detectorInfo(QString info, int index)

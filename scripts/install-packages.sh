@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that build and tests need, those that are missing only.
+# Installs the Debian packages that build and tests need, and those given, those that are missing only.
 set -euo pipefail
 
 packages=(g++ cmake ninja-build qtbase5-dev libpcap-dev zlib1g-dev pkg-config klayout fonts-dejavu-core
-    tshark libopencv-imgproc-dev)
+    tshark libopencv-imgproc-dev "$@")
 
 missing=()
 for package in "${packages[@]}"; do

@@ -54,10 +54,12 @@ struct KLayoutSession {
         auto *found = host()->findChild<QObject *>("semBackground");
         return static_cast<hosting::Background *>(found);
     }
-    QString statusLine() const
+    QString statusLine() const { return status()->text(); }
+    QString advice() const { return status()->advice(); }
+    hosting::StatusLine *status() const
     {
         auto *found = host()->findChild<QObject *>("semStatusLine");
-        return static_cast<hosting::StatusLine *>(found)->text();
+        return static_cast<hosting::StatusLine *>(found);
     }
     template <typename Widget> Widget *widget(const char *name) const
     {
@@ -73,9 +75,10 @@ struct KLayoutSession {
     }
     bool canvasShowsImage() const
     {
-        const QImage with = canvas()->grab().toImage();
+        const QImage::Format opaque = QImage::Format_RGB32;
+        const QImage with = canvas()->grab().toImage().convertToFormat(opaque);
         background()->setVisible(false);
-        const QImage without = canvas()->grab().toImage();
+        const QImage without = canvas()->grab().toImage().convertToFormat(opaque);
         background()->setVisible(true);
         return with != without;
     }
@@ -230,9 +233,10 @@ struct KLayoutSession {
         drag(design, QPointF(0, -std::log(factor) / std::log(scalePerPixel)), Qt::ControlModifier);
     }
 
-    void keepPicture(const char *file)
+    /// Once so many frames have come.
+    void keepPicture(const char *file, int frames = 3)
     {
-        waitForFrames(3);
+        waitForFrames(frames);
         window->grab().save(file);
     }
 

@@ -14,7 +14,8 @@
 
 using namespace hosting;
 
-const hosting::Design chip = { "chip;1/TOP", 1e-9 }, other = { "other/TOP", 1e-8 };
+const hosting::Design chip = { "chip;1/TOP", 1e-9, QRectF() },
+                      other = { "other/TOP", 1e-8, QRectF() };
 
 inline QImage plain(int size, const QColor &colour)
 {
@@ -88,6 +89,10 @@ struct Laboratory {
     {
         const QPolygonF frame(QRectF(0, 0, pixels, pixels));
         return areNear(background.outline(), expected().toTransform().map(frame), nominal() / 100);
+    }
+    bool seesStage(bool moving) const
+    {
+        return spinUntil([=] { return session->isStageMoving() == moving; });
     }
     /// Puts the image where it belongs, with a row of the panel.
     bool align(const char *row)

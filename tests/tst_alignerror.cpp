@@ -63,6 +63,11 @@ void TestAlignError::questions_data()
         "line");
     row("wrong place", third, { first, second }, { { 1600, 0 }, 0, 1 }, "moved by 1.6 mm");
     row("stretched wafer", third, { first, second }, { { 0, 5 }, 0, 1 }, "");
+    const Pairs vague { { 1, first.point, 10, true }, { 2, second.point, 10, true } };
+    row("turn that one pair leaves open", second, { first }, { { 5, 5 }, 1.5, 1 }, "");
+    row("turn that two pairs know", third, { first, second }, { { 0, 2 }, 1.5, 1 }, "turned");
+    row("turn that two vague pairs leave open", third, vague, { { 0, 2 }, 1.5, 1 }, "");
+    row("scale that two pairs know", third, { first, second }, { { 0, 2 }, 0, 1.02 }, "0.51 % open");
     row("after a rejected pair", third, { first, rejected }, { { 40, 0 }, 0, 1 }, "");
 }
 

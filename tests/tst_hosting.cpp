@@ -279,7 +279,25 @@ void TestHosting::canvasPaintsWhenItChanged()
     screen.canvas.update();
     screen.background.setImage(plain(100, "#808080"));
     SPIN_COMPARE(screen.seen(screen.canvas), QString("#808080 #00ff00 #00ff00 #ffffff"));
+    // A scan, and rows that came out of turn: seen at the latest with an image half a second later.
+    QImage scan = screen.background.image().copy();
+    for (int row = 0; row <= 50; row += 10) {
+        QPainter(&scan).fillRect(0, row, 100, row < 50 ? 10 : 1, QColor("#303030"));
+        screen.background.setImage(scan);
+        SPIN_COMPARE(screen.seen(screen.canvas),
+                     QString(row < 50 ? "#808080" : "#303030") + " #00ff00 #00ff00 #ffffff");
+    }
+    screen.places[0] = { 75, 145 };
+    QPainter(&scan).fillRect(0, 51, 100, 1, QColor("#303030"));
+    QPainter(&scan).fillRect(0, 90, 100, 10, QColor("#303030"));
+    screen.background.setImage(scan);
+    QTest::qWait(600);
+    QPainter(&scan).fillRect(0, 52, 100, 1, QColor("#303030"));
+    screen.background.setImage(scan);
+    SPIN_COMPARE(screen.seen(screen.canvas), QString("#303030 #00ff00 #00ff00 #ffffff"));
     screen.overlay.setCanvas(&screen.second);
+    screen.places[0] = { 75, 100 };
+    screen.background.setImage(plain(100, "#808080"));
     SPIN_COMPARE(screen.seen(screen.canvas), QString("#ffffff #00ff00 #00ff00 #ffffff"));
     SPIN_COMPARE(screen.seen(screen.second), QString("#808080 #c86400 #c86400 #ffffff"));
 }

@@ -9,7 +9,9 @@
 
 #include <QRandomGenerator>
 #include <QCheckBox>
+#include <QLabel>
 #include <QListWidget>
+#include <QTcpServer>
 #include <QMessageBox>
 #include <QTemporaryDir>
 
@@ -19,6 +21,7 @@ class tst_klayout : public QObject {
 private slots:
     void initTestCase();
     void threePairsBringEverythingInRegister();
+    void imageIsFoundInTheDesign();
     void startedRowIsGivenUp();
     void moveStageToViewFindsAnyPlace();
     void canvasShowsImageWhereTheLayoutIs();
@@ -26,12 +29,14 @@ private slots:
     void outlinesAreNotSaved();
     void cloneLiesWhereTheImageLay();
     void alignmentComesBackWithItsDesign();
+    void silentMicroscopeIsTold();
 
 private:
     QPointF crossAt(int number) const;
     void alignAt(int pair, double fieldMm);
     double measure(int pairs);
     void verifyRestored(int cross);
+    void showState(const char *picture, const char *line);
     void press(const char *button) { m_session->widget<QPushButton>(button)->click(); }
 
     QTemporaryDir m_folder;
@@ -134,9 +139,11 @@ void tst_klayout::threePairsBringEverythingInRegister()
             return;
     }
     const double one = measure(1);
+    showState("one-pair.png", "one pair: turn and scale are assumed");
     for (double fieldMm : { wideFieldMm, fineFieldMm })
         alignAt(2, fieldMm);
     const double two = measure(2);
+    showState("two-pairs.png", "two pairs");
     alignAt(3, fineFieldMm);
     const double three = measure(3);
     QVERIFY(one > 10); // or there was nothing to align
@@ -186,6 +193,9 @@ void tst_klayout::canvasShowsImageWhereTheLayoutIs()
         evaluate("view.update_content()");
         QTest::qWait(500);
     };
+    const QByteArray layers = m_folder.filePath("layers.lyp").toUtf8();
+    const QByteArray ground = evaluate("view.get_config('background-color')");
+    evaluate("view.save_layer_props('" + layers + "')");
     setLayers("visible", "False");
     const Cross image = measured();
     setLayers("visible", "True");
@@ -197,9 +207,48 @@ void tst_klayout::canvasShowsImageWhereTheLayoutIs()
     const Cross layout = measured();
     m_session->background()->setVisible(true);
     QVERIFY(image.found && layout.found);
+    evaluate("view.load_layer_props('" + layers + "')");
+    evaluate("view.set_config('background-color', '" + ground + "')");
     const QPointF off = image.centre - layout.centre;
     qInfo("on the canvas: %.2f, %.2f screen pixels apart", off.x(), off.y());
     QVERIFY(length(off) < 1);
+}
+
+/// From a place that is wrong by a fifth of the image; and not where there is nothing.
+void tst_klayout::imageIsFoundInTheDesign()
+{
+    m_session->moveStageToView(crossAt(2), fineFieldMm);
+    m_session->waitForFrames(8);
+    const hosting::Placement placed = m_session->drawn();
+    const double pixel = m_session->pixelSize();
+    evaluate("window.menu().action('tools_menu.sem_image.hand').trigger()");
+    const hosting::Placement wrong =
+        placed.moved(QPointF(-80, 60) * pixel).turned(m_session->background()->centre(), 1.5);
+    m_session->background()->setPlacement(wrong);
+    QVERIFY(m_session->worstPixels(frameSize / 2) > 90);
+    QTest::keyClick(m_session->canvas(), Qt::Key_F);
+    QTRY_VERIFY2_WITH_TIMEOUT(m_session->worstPixels(frameSize / 2) < 1,
+                              qPrintable(QString::number(m_session->worstPixels(frameSize / 2))),
+                              patienceMs);
+    qInfo("found, off by %.2f pixels", m_session->worstPixels(frameSize / 2));
+    QTest::keyClick(m_session->canvas(), Qt::Key_Z, Qt::ControlModifier);
+    QVERIFY(m_session->drawn() == wrong);
+    QTest::keyClick(m_session->canvas(), Qt::Key_Z, Qt::ControlModifier);
+    QVERIFY(m_session->drawn() == placed);
+
+    m_session->moveStageToView(m_area.topLeft() - QPointF(1, 1) * 1e6, fineFieldMm);
+    m_session->waitForFrames(8);
+    const hosting::Placement beside = m_session->drawn();
+    QTest::keyClick(m_session->canvas(), Qt::Key_F);
+    const auto isRefused = [this] {
+        const QList<QLabel *> labels = m_session->window->findChildren<QLabel *>();
+        return std::any_of(labels.begin(), labels.end(), [](const QLabel *label) {
+            return label->text().contains("SEM: Not found.");
+        });
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(isRefused(), patienceMs);
+    QVERIFY(m_session->drawn() == beside);
+    QTest::keyClick(m_session->canvas(), Qt::Key_Escape);
 }
 
 /// Whatever the user does to view and layout, the image is where it belongs, or not seen.
@@ -298,7 +347,15 @@ void tst_klayout::startedRowIsGivenUp()
     m_session->keepPicture("row-in-work.png");
     QTest::keyClick(m_session->canvas(), Qt::Key_Escape);
     verifyRestored(1);
-    QVERIFY(m_session->statusLine().startsWith("restored: three pairs"));
+    showState("restored.png", "restored: three pairs");
+}
+
+void tst_klayout::showState(const char *picture, const char *line)
+{
+    m_session->moveStageToView(crossAt(1), 0.8);
+    const QString shown = m_session->statusLine();
+    QVERIFY2(shown.startsWith(line), qPrintable(shown));
+    m_session->keepPicture(picture);
 }
 
 /// In the first picture, before the stage has moved.
@@ -316,8 +373,10 @@ void tst_klayout::verifyRestored(int cross)
 
 void tst_klayout::alignmentComesBackWithItsDesign()
 {
+    m_session->moveStageToView(crossAt(1), 0.8);
     press("disconnectButton");
     QTRY_VERIFY(m_session->statusLine().startsWith("not connected since"));
+    m_session->keepPicture("disconnected.png", 0);
     press("connectButton");
     verifyRestored(3);
     if (QTest::currentTestFailed())
@@ -335,6 +394,19 @@ void tst_klayout::alignmentComesBackWithItsDesign()
     QVERIFY(!m_session->isAligned());
     press("takeTab");
     verifyRestored(4);
+}
+
+/// One that accepts the connection and never answers: what to check stands over the design.
+void tst_klayout::silentMicroscopeIsTold()
+{
+    QTcpServer silent;
+    QVERIFY(silent.listen(QHostAddress::LocalHost));
+    m_session->showView(crossAt(1), 0.8);
+    press("disconnectButton");
+    m_session->widget<QSpinBox>("port")->setValue(silent.serverPort());
+    press("connectButton");
+    QTRY_VERIFY_WITH_TIMEOUT(m_session->advice().contains("does not answer"), patienceMs);
+    m_session->keepPicture("advice.png", 0);
 }
 
 TEST_WITHIN_KLAYOUT(tst_klayout)

@@ -8,10 +8,30 @@
 class TestMinimalHost : public QObject {
     Q_OBJECT
 private slots:
+    void guideQuotesIt();
     void otherFilesAreRefused();
     void imageLiesBehindTheDesign_data();
     void imageLiesBehindTheDesign();
 };
+
+// Whoever copies code out of the host writer's guide gets code that is built and run here.
+void TestMinimalHost::guideQuotesIt()
+{
+    QStringList texts;
+    for (const char *name :
+         { "docs/hosts.md", "examples/minimal-host/main.cpp", "plugin/backgroundplugin.h" }) {
+        QFile file(QStringLiteral(SOURCE_FOLDER "/") + name);
+        QVERIFY2(file.open(QIODevice::ReadOnly), name);
+        texts << file.readAll();
+    }
+    const QString code = texts.at(1).simplified() + texts.at(2).simplified();
+    const QStringList parts = texts.first().split("```cpp\n");
+    QVERIFY(parts.size() > 1);
+    for (const QString &part : parts.mid(1)) {
+        const QString quoted = part.section("```", 0, 0).simplified();
+        QVERIFY2(code.contains(quoted), qPrintable(quoted));
+    }
+}
 
 void TestMinimalHost::otherFilesAreRefused()
 {

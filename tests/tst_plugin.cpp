@@ -169,6 +169,14 @@ void TestPlugin::panelUse()
     QVERIFY(info.startsWith("Under Development\n")
             && info.contains("!\n\nthe information number "));
     QVERIFY(info.endsWith("\nthe information number 2999\n" + text) && info.size() <= 65536);
+    auto *label = host.widget<QLabel>("infoText");
+    QList<QImage> seen; // of a label that has no room for all
+    for (const char *newest : { "info: one", "info: another" }) {
+        tell(newest);
+        label->resize(200, 3 * label->fontMetrics().lineSpacing());
+        seen << label->grab().toImage();
+    }
+    QVERIFY(seen[0] != seen[1]);
 }
 
 void TestPlugin::detectorList()

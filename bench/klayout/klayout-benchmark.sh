@@ -6,6 +6,7 @@ cd "$(dirname "$0")/../.."
 build=$PWD/build/release
 work=$build/klayout-benchmark
 mkdir -p "$work/nothing"
+rm -f "$work/simulator" "$work/relay" # of a run before
 export SEM_SHAPES=$work/shapes.gds SEM_LIMIT=600
 [ -z "${DISPLAY:-}" ] || export QT_QPA_PLATFORM=xcb
 [ -f "$SEM_SHAPES" ] || KLAYOUT_HOME=$work QT_QPA_PLATFORM=offscreen \

@@ -18,6 +18,7 @@ FUNCTIONS = {
     "sem_set_mode": (None, [NUMBER]),
     "sem_act": (None, [TEXT]),
     "sem_connect": (None, [TEXT, NUMBER]),
+    "sem_take_shapes": (None, [ctypes.POINTER(NUMBER), NUMBER]),
     "sem_write_clone": (TEXT, [TEXT]),
     "sem_copy_clone": (NUMBER, [TEXT, TEXT, ctypes.POINTER(REAL)]),
     "sem_list_clones": (None, [TEXT]),

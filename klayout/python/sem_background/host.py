@@ -1,7 +1,9 @@
 """Tells the library what KLayout shows, and does in KLayout what the library asks for."""
+import ctypes
+
 import pya
 
-from . import bridge, clones, tools
+from . import bridge, clones, shapes, tools
 
 POLL_MS = 300
 MESSAGE_MS = 10000
@@ -148,6 +150,15 @@ class Host:
     def on_clone_remove(self, argument):
         clones.remove(self.view, int(argument))
         self.poll()
+
+    def on_shapes(self, argument):
+        numbers = shapes.collect(self.view, pya.Box(*map(int, argument.split())))
+        if numbers is None:
+            self.on_message("SEM: There are too many shapes around the image to compare it with;"
+                            " try a smaller view field or fewer layers.")
+            return
+        buffer = (ctypes.c_int * len(numbers)).from_buffer(numbers)
+        self.bridge.sem_take_shapes(buffer, len(numbers))
 
     def on_message(self, text):
         self.window.message(text, MESSAGE_MS)

@@ -13,6 +13,7 @@ TOOLS = {
 ENTRIES = [
     ("hand", "Move Image by Hand", "Shift+M", b"hand"),
     ("clicks", "Move Image by Two Clicks", "Shift+C", b"clicks"),
+    ("find", "Find Image in Design", "Shift+F", b"find"),
     ("bring_back", "Bring Back Stored Alignment", "Shift+B", b"bringBack"),
     ("centre", "Centre View on Image", "Shift+I", b"centre"),
     ("clone", "Clone Live Image", "Shift+K", b"clone"),
