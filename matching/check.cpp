@@ -54,6 +54,7 @@ void judge(const cv::Mat &image, const Features &features, const Placing &placin
     const cv::Mat mine = prediction.picture(placing, image.size());
     const double explained =
         cv::norm(image, shading, cv::NORM_L2SQR) - cv::norm(image, mine, cv::NORM_L2SQR);
+    match->unexplained = unexplained(image, mine, shading);
     const double overShading = advantage(image, mine, shading, 0);
     const double beside =
         leastAdvantage(image, prediction, placing, mine, shiftsBeside(), explained);

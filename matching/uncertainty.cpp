@@ -13,6 +13,8 @@ const double leastDeviation = 0.05; // pixels, along each axis
 // ... and greys that are known the worse, and shapes that miss the more, the less the place stands
 // out: at this confidence that counts as much as all else.
 const double halfTrusted = 6;
+// Structure that is there and not in the design, or the other way round, pulls at what fits.
+const double pull = 0.3, mostPull = 5;
 
 // 95 % of a normal distribution of two components with this covariance.
 double radius95(const cv::Matx44d &covariance)
@@ -29,9 +31,11 @@ void setPose(const Refined &refined, const Window &window, const Scaled &scaled,
 {
     match->pose = scaled.whole(poseOf(refined.placing, window));
     const double doubt = halfTrusted / std::max(1., match->confidence);
+    const double deviation =
+        leastDeviation * std::sqrt(1 + pull * std::min(mostPull, match->unexplained));
     match->covariance = (1 + doubt * doubt) * scaled.factor * scaled.factor
         * (spreadFactor * spreadFactor * refined.covariance
-           + leastDeviation * leastDeviation * cv::Matx44d::eye());
+           + deviation * deviation * cv::Matx44d::eye());
     match->errorPixels = radius95(match->covariance);
 }
 

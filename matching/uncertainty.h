@@ -8,7 +8,7 @@
 namespace matching {
 
 /// Fills in where the image lies and how well that is known, from what was refined in a window with
-/// a `scaled` image; the match's confidence must be there.
+/// a `scaled` image; the match's confidence and what is unexplained must be there.
 void setPose(const Refined &refined, const Window &window, const Scaled &scaled, Match *match);
 
 } // namespace matching
