@@ -93,7 +93,7 @@ Match check(const cv::Mat &image, const Design &design, const Pose &expected, do
     const Features features(view.coverage, around(rough, work.grey.size(), drawMargin));
     if (features.isEmpty())
         return refuse(Refusal::NoShapes);
-    const Refined refined = refine(work.grey, features, rough, {}, 2, 2, 3);
+    const Refined refined = refine(work.grey, features, rough, {}, 3, 3, 3);
     judge(work.grey, features, refined.placing, &match);
     setPose(refined, view.window, work, &match);
     const cv::Point2d off = refined.placing.centre - placingOf(lying, view.window).centre;
