@@ -25,12 +25,13 @@ QString AlignMode::instruction() const
         return readout();
     if (m_mode == Manual)
         return tr("Drag or arrows: move \u00b7 Ctrl: turn \u2194 scale \u2195 \u00b7 "
-                  "Shift: finer \u00b7 Esc: give up");
+                  "Shift: finer \u00b7 F: find \u00b7 Esc: give up");
     if (m_missed)
         return tr("That point is not on the image. Click a point in the image \u00b7 Esc: give up");
-    return m_havePixel ? tr("2 of 2: click the design point where it belongs \u00b7 C: bring the "
-                            "point to the centre first \u00b7 Esc: give up")
-                       : tr("1 of 2: click a point in the image \u00b7 Esc: give up");
+    return m_havePixel
+        ? tr("2 of 2: click the design point where it belongs \u00b7 C: bring the "
+             "point to the centre first \u00b7 Esc: give up")
+        : tr("1 of 2: click a point in the image \u00b7 F: find \u00b7 Esc: give up");
 }
 
 QString AlignMode::readout() const

@@ -56,12 +56,14 @@ void ImageFinder::cancel()
 
 QRectF ImageFinder::lookAround()
 {
+    cancel();
     const QSize size = m_background->image().size();
     if (!m_background->isShown() || !m_session->panel()->showsLiveImage())
         return QRectF();
     const WaferAssumption &assumption = m_session->assumption();
     const double unit = m_session->design().micrometres();
     const AlignError error(m_session->confirmedPairs(), assumption);
+    m_finding.from = m_background->placement();
     m_start.pose = poseOf(m_background->placement(), size);
     const QPointF centre(m_start.pose.centre.x, m_start.pose.centre.y);
     const double width = m_start.pose.pixelSize() * qMax(size.width(), size.height());
@@ -69,8 +71,8 @@ QRectF ImageFinder::lookAround()
     const bool byMap = m_session->movedByHand().manhattanLength() < m_start.pose.pixelSize();
     const double off = byMap ? error.at(centre * unit) / unit : width;
     m_start.reach = qBound(leastReach * width, off, mostReach * width);
-    m_start.turn =
-        assumption.turnDegrees * degree; // pairs tell how the stage moves, not how it lies
+    // Pairs tell how the stage moves, not how the image lies.
+    m_start.turn = assumption.turnDegrees * degree;
     m_start.scale = assumption.scalePercent / 100;
     const double half = width * (0.8 + m_start.turn + m_start.scale + surroundings) + m_start.reach;
     return QRectF(centre - QPointF(half, half), QSizeF(2 * half, 2 * half));
@@ -79,8 +81,6 @@ QRectF ImageFinder::lookAround()
 void ImageFinder::find(const LayerShapes &shapes)
 {
     cancel();
-    m_finding = Finding();
-    m_finding.from = m_background->placement();
     const QImage grey = m_background->image().convertToFormat(QImage::Format_Grayscale8);
     m_cancelled = std::make_shared<std::atomic<bool>>(false);
     matching::Options options;

@@ -5,6 +5,8 @@ namespace klayout {
 
 using hosting::AlignMode;
 
+static const double farthest = 2e9; // database units of KLayout
+
 void Host::find()
 {
     const QRectF region = m_overlay.canvas() ? m_finder.lookAround() : QRectF();
@@ -14,9 +16,10 @@ void Host::find()
     }
     if (m_mode.mode() == AlignMode::Off)
         m_session.invoke("alignManuel"); // in which it can be undone
+    m_event("message", tr("SEM: Looking for the image in the design\u2026"));
     QStringList edges;
     for (double edge : { region.left(), region.top(), region.right(), region.bottom() })
-        edges << QString::number(edge, 'f', 0);
+        edges << QString::number(qBound(-farthest, edge, farthest), 'f', 0);
     m_event("shapes", edges.join(' '));
 }
 
@@ -25,7 +28,6 @@ void Host::takeShapes(const qint32 *numbers, int count)
     hosting::LayerShapes shapes;
     shapes.take(numbers, count);
     m_finder.find(shapes);
-    m_event("message", tr("SEM: Looking for the image in the design\u2026"));
 }
 
 void Host::takeFinding(const hosting::ImageFinder::Finding &finding)

@@ -34,7 +34,7 @@ namespace klayout {
 ///     clone-save     id
 ///     clone-remove   id
 ///     shapes         left bottom right top in database units: what the visible layers have there
-///                    is wanted, as sem_take_shapes(), at once
+///                    is wanted, as sem_take_shapes()
 ///     message        text for the status bar
 ///     warning        text for a message box
 class Host : public QObject {

@@ -6,6 +6,7 @@ import pya
 from . import bridge, clones, shapes, tools
 
 POLL_MS = 300
+COLLECT_S = 0.02  # at a time: the live image comes thirty times a second
 MESSAGE_MS = 10000
 
 
@@ -30,6 +31,10 @@ class Host:
         self.factories = [tools.ToolFactory(mode, self) for mode in tools.TOOLS]
         self.entries = tools.add_menu(window, self.bridge.sem_act, self.take_tab)
         self.told, self.arranged, self.upright = {}, False, True
+        self.collection = None
+        self.collecting = pya.QTimer(window)
+        self.collecting.singleShot = True
+        self.collecting.timeout = self.collect_shapes
         self.timer = pya.QTimer(window)
         self.timer.timeout = self.tick
         self.timer.start(POLL_MS)
@@ -152,13 +157,25 @@ class Host:
         self.poll()
 
     def on_shapes(self, argument):
-        numbers = shapes.collect(self.view, pya.Box(*map(int, argument.split())))
-        if numbers is None:
+        self.collection = shapes.Collection(self.view, pya.Box(*map(int, argument.split())))
+        self.collect_shapes()
+
+    def collect_shapes(self):
+        collection = self.collection
+        if collection is None or collection.view != self.view or self.view._destroyed():
+            return
+        collection.step(COLLECT_S)
+        if collection.has_too_many():
             self.on_message("SEM: There are too many shapes around the image to compare it with;"
                             " try a smaller view field or fewer layers.")
+        elif not collection.is_complete():
+            self.collecting.start(0)
             return
-        buffer = (ctypes.c_int * len(numbers)).from_buffer(numbers)
-        self.bridge.sem_take_shapes(buffer, len(numbers))
+        else:
+            numbers = collection.numbers
+            buffer = (ctypes.c_int * len(numbers)).from_buffer(numbers)
+            self.bridge.sem_take_shapes(buffer, len(numbers))
+        self.collection = None
 
     def on_message(self, text):
         self.window.message(text, MESSAGE_MS)

@@ -1,9 +1,11 @@
 """What the layers have in a part of the design."""
 import array
+import time
 
 import pya
 
-MOST = 200000  # collecting more would hold up KLayout for longer than half a second
+MOST = 500000  # more take longer to compare than anybody waits
+TILES = 12  # along either side of a region
 
 
 def visible_layers(view):
@@ -25,26 +27,46 @@ def found(view, index, region):
     return shapes
 
 
-def collect(view, region):
-    """Numbers as the library takes them, see layershapes.h; None if there are too many shapes."""
-    layers = visible_layers(view)
-    count = 0
-    for index in layers:
-        shapes = found(view, index, region)
-        while not shapes.at_end():
-            count += 1
-            if count > MOST:
-                return None
-            shapes.next()
-    result = array.array("i")
-    for place, index in enumerate(layers):
-        for polygon in pya.Region(found(view, index, region)).each():
-            if polygon.is_box():
-                box = polygon.bbox()
-                left, bottom, right, top = box.left, box.bottom, box.right, box.top
-                points = (left, bottom, left, top, right, top, right, bottom)
-            else:
-                polygon = polygon.resolved_holes() if polygon.holes() else polygon
-                points = [c for p in polygon.each_point_hull() for c in (p.x, p.y)]
-            result.extend((place, len(points) // 2, *points))
-    return result
+class Collection:
+    """Collects in small steps, between which KLayout goes on, the user may edit, and the image is
+    live: each step looks at a tile of its own, and a shape on a border may come twice."""
+
+    def __init__(self, view, region):
+        self.view, self.layers, self.count = view, visible_layers(view), 0
+        self.numbers = array.array("i")  # as the library takes them, see layershapes.h
+        self.tiles = list(tiles(region))
+
+    def is_complete(self):
+        return not self.tiles
+
+    def has_too_many(self):
+        return self.count > MOST
+
+    def step(self, seconds):
+        end = time.monotonic() + seconds
+        while self.tiles and not self.has_too_many() and time.monotonic() < end:
+            self.take(self.tiles.pop())
+
+    def take(self, tile):
+        for place, index in enumerate(self.layers):
+            for polygon in pya.Region(found(self.view, index, tile)).each():
+                self.count += 1
+                if self.has_too_many():
+                    return
+                points = points_of(polygon)
+                self.numbers.extend((place, len(points) // 2, *points))
+
+
+def tiles(region):
+    width, height = region.width() // TILES + 1, region.height() // TILES + 1
+    for n in range(TILES * TILES):
+        left, bottom = region.left + n % TILES * width, region.bottom + n // TILES * height
+        yield pya.Box(left, bottom, left + width, bottom + height)
+
+
+def points_of(polygon):
+    if polygon.is_box():
+        box = polygon.bbox()
+        return (box.left, box.bottom, box.left, box.top, box.right, box.top, box.right, box.bottom)
+    polygon = polygon.resolved_holes() if polygon.holes() else polygon
+    return [c for p in polygon.each_point_hull() for c in (p.x, p.y)]
