@@ -85,6 +85,7 @@ void ImageFinder::find(const LayerShapes &shapes)
     m_cancelled = std::make_shared<std::atomic<bool>>(false);
     matching::Options options;
     options.lookAround = surroundings;
+    options.leastConfidenceIfClear = options.leastConfidence; // a wrong place is worse than none
     options.cancelled = [cancelled = m_cancelled] { return cancelled->load(); };
     const auto search = [this, shapes, grey, options, start = m_start, cancelled = m_cancelled] {
         const cv::Mat pixels(grey.height(), grey.width(), CV_8U,

@@ -10,6 +10,7 @@ namespace {
 
 const int halvings = 6; // 64 cells
 const int grain = 4; // pixels; neighbouring ones are not independent
+const double structureSigma = 2; // pixels
 const int selfPeaks = 12;
 const double unsure = 0.002; // of what is explained may be so by mistake
 
@@ -79,10 +80,12 @@ void halve(const Differences &differences, const cv::Rect &cell, int depth,
     halve(differences, part(cut, length), depth - 1, gains);
 }
 
-std::vector<cv::Point> ringShifts()
+std::vector<cv::Point> ringShifts(int most)
 {
     std::vector<cv::Point> shifts;
     for (int radius : { 3, 7, 14 }) {
+        if (radius > most)
+            break;
         const int count = radius == 3 ? 8 : 16;
         for (int n = 0; n < count; ++n) {
             const double angle = 2 * CV_PI * n / count;
@@ -173,22 +176,51 @@ double advantage(const cv::Mat &image, const cv::Mat &mine, const cv::Mat &other
     return mean[0] / (std::hypot(byChance, unsure * std::max(0., explained) / count) + 1e-9);
 }
 
+double unexplained(const cv::Mat &image, const cv::Mat &predicted, const cv::Mat &shading)
+{
+    auto smoothSquares = [](const cv::Mat &picture, cv::Mat *blocks) {
+        cv::Mat smooth;
+        cv::GaussianBlur(picture, smooth, {}, structureSigma);
+        cv::resize(smooth.mul(smooth), *blocks, { blocksAcross, blocksAcross }, 0, 0,
+                   cv::INTER_AREA);
+    };
+    const cv::Mat residual = image - predicted, explained = predicted - shading;
+    cv::Mat left, seen;
+    smoothSquares(residual, &left);
+    smoothSquares(explained, &seen);
+    // White noise loses all but this of its squares. The difference of neighbours is noise mostly.
+    const cv::Mat steps =
+        residual.colRange(1, residual.cols) - residual.colRange(0, residual.cols - 1);
+    const double noise = cv::norm(steps, cv::NORM_L2SQR) / 2 / double(steps.total());
+    const double kept = noise / (4 * CV_PI * structureSigma * structureSigma);
+    double most;
+    cv::minMaxLoc(left, nullptr, &most);
+    return std::max(0., most - kept) / (cv::mean(seen)[0] + 1e-9);
+}
+
+double leastAdvantage(const cv::Mat &image, const CrossPrediction &prediction,
+                      const Placing &placing, const cv::Mat &mine,
+                      const std::vector<cv::Point> &shifts, double explained)
+{
+    int margin = 0;
+    for (const cv::Point &shift : shifts)
+        margin = std::max({ margin, std::abs(shift.x), std::abs(shift.y) });
+    const CrossPrediction::Drawn drawn = prediction.draw(placing, image.size(), margin);
+    const cv::Mat shading = mine - drawn.shifted({});
+    double least = 1e9;
+    for (const cv::Point &shift : shifts)
+        least = std::min(least, advantage(image, mine, drawn.shifted(shift) + shading, explained));
+    return least;
+}
+
 double advantageOverShifts(const cv::Mat &image, const CrossPrediction &prediction,
                            const Placing &placing, int mostShift, double explained)
 {
     const int margin = std::min({ mostShift, image.cols / 2, image.rows / 2 });
-    const CrossPrediction::Drawn drawn = prediction.draw(placing, image.size(), margin);
     const cv::Mat mine = prediction.picture(placing, image.size());
-    const cv::Mat shading = mine - drawn.shifted({});
-    std::vector<cv::Point> shifts = ringShifts();
+    std::vector<cv::Point> shifts = ringShifts(margin);
     addSelfPeaks(mine, margin, &shifts);
-    double least = 1e9;
-    for (const cv::Point &shift : shifts) {
-        if (std::max(std::abs(shift.x), std::abs(shift.y)) <= margin)
-            least =
-                std::min(least, advantage(image, mine, drawn.shifted(shift) + shading, explained));
-    }
-    return least;
+    return leastAdvantage(image, prediction, placing, mine, shifts, explained);
 }
 
 } // namespace matching

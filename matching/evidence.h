@@ -35,11 +35,21 @@ cv::Mat shadingPicture(const Features &features, const WeightProblem &problem,
 /// counts as error.
 double advantage(const cv::Mat &image, const cv::Mat &mine, const cv::Mat &other, double explained);
 
+/// The smallest advantage of `mine`, the prediction's picture, over the same shifted in these ways.
+double leastAdvantage(const cv::Mat &image, const CrossPrediction &prediction,
+                      const Placing &placing, const cv::Mat &mine,
+                      const std::vector<cv::Point> &shifts, double explained);
+
 /// The smallest advantage over the same picture shifted: to the peaks of its autocorrelation, and
 /// by 3, 7 and 14 pixels in all directions. Low where the design repeats or has edges of one
 /// direction.
 double advantageOverShifts(const cv::Mat &image, const CrossPrediction &prediction,
                            const Placing &placing, int mostShift, double explained);
+
+/// The part of an image's structure that the prediction leaves: squares of the
+/// smoothed residual, less what noise alone would leave, against those of what is explained. In the
+/// block where it is most, against the mean of all blocks.
+double unexplained(const cv::Mat &image, const cv::Mat &predicted, const cv::Mat &shading);
 
 } // namespace matching
 

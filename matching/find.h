@@ -28,6 +28,8 @@ const char *word(Refusal refusal); ///< for a message: "repetitive" and so on
 
 struct Options {
     double leastConfidence = 6;
+    /// Is enough where the design leaves next to nothing of the image unexplained.
+    double leastConfidenceIfClear = 4;
     /// How far beyond the start's reach is made sure that nothing looks the same, in image widths.
     /// What wrong starts and look-alikes next to them would cost is seen only there.
     double lookAround = 1.5;
@@ -45,6 +47,8 @@ struct Match {
     double errorPixels = 0; ///< 95 of 100 centres are no farther off, if it is the right place
     /// Student's t of how much better this place explains the image than the strongest rival does.
     double confidence = 0;
+    /// Of the image's structure that the design does not explain, where it is most: 0 if all is.
+    double unexplained = 0;
 
     bool accepted() const { return refusal == Refusal::None; }
 };

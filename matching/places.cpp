@@ -13,10 +13,13 @@ namespace {
 const int leastSearchEdge = 32; // pixels of an image
 const int workEdge = 256; // pixels at which places are compared
 const int searchEdge = 192; // pixels at which they are searched at most
-const int mostSearchEdge = 512; // pixels of the design's window in the search
+const int mostSearchEdge = 400; // pixels of the design's window in the search
+// Between poses that are tried out, pixels that the middle of the longer edges moves.
+const double turnStep = 1.7, scaleStep = 2;
 const int candidates = 8;
 const int rivalsAround = 6;
 const int mostRefined = 3; // places that are worth a second round
+const double worthRefining = 1.3; // times as much unexplained as the best leaves
 const double otherPlace = 4; // pixels of the work image
 const int drawMargin = 8; // pixels around the image that refining needs
 
@@ -84,8 +87,8 @@ std::vector<Place> PlaceFinder::coarsePlaces()
     placing.centre -= cv::Point2d(part.tl());
 
     const double radius = std::max(m_coarse.grey.cols, m_coarse.grey.rows) / 2.;
-    const Range range{ m_start.reach / pixelSize, m_start.turn, 1.12 / radius, m_start.scale,
-                       1.28 / radius };
+    const Range range{ m_start.reach / pixelSize, m_start.turn, turnStep / radius, m_start.scale,
+                       scaleStep / radius };
     const auto found =
         search(edgeFieldOfImage(m_coarse.grey), edgeFieldOfLayers(searchView.coverage), placing,
                range, candidates, [this] { return cancelled(); });
@@ -110,8 +113,8 @@ std::vector<Place> PlaceFinder::sharpened(const std::vector<Place> &coarse)
     const double ratio = m_coarse.factor / m_work.factor;
     const cv::Mat field = edgeFieldOfImage(m_work.grey);
     const double radius = std::max(m_work.grey.cols, m_work.grey.rows) / 2.;
-    const Range range{ 2 * ratio, 0.56 * ratio / radius, 1.12 / radius, 0.64 * ratio / radius,
-                       1.28 / radius };
+    const Range range{ 2 * ratio, turnStep / 2 * ratio / radius, turnStep / radius,
+                       scaleStep / 2 * ratio / radius, scaleStep / radius };
     std::vector<Place> places;
     for (const Place &rough : coarse) {
         const Pose lying = m_work.lying(m_coarse.whole(rough.pose()));
@@ -157,6 +160,7 @@ std::vector<Place> PlaceFinder::placesAround(const Place &best) const
         if (cv::norm(off) <= otherPlace)
             continue;
         Place place = best;
+        place.rounds = 0;
         if (best.view.window.pixelSize < m_view.window.pixelSize * 0.999) {
             const double margin = drawMargin * best.view.window.pixelSize;
             place.view =
@@ -169,7 +173,7 @@ std::vector<Place> PlaceFinder::placesAround(const Place &best) const
     return places;
 }
 
-bool PlaceFinder::refinePlace(Place *place, int rounds) const
+bool PlaceFinder::refinePlace(Place *place) const
 {
     if (place->view.coverage.empty())
         return false;
@@ -177,8 +181,8 @@ bool PlaceFinder::refinePlace(Place *place, int rounds) const
                             around(place->refined.placing, m_work.grey.size(), drawMargin));
     if (features.isEmpty())
         return false;
-    place->refined =
-        refine(m_work.grey, features, place->refined.placing, { 1.5, 1 }, rounds, 3, 2);
+    place->refined = refine(m_work.grey, features, place->refined.placing, { 1.5, 1 }, 1, 3, 3);
+    ++place->rounds;
     const WeightProblem problem(m_work.grey, features, place->refined.placing, 2);
     if (!problem.isCovered())
         return false;
@@ -206,12 +210,15 @@ void PlaceFinder::refineAll(const std::vector<Place> &unrefined, std::vector<Pla
     for (Place place : unrefined) {
         if (cancelled())
             return places->clear();
-        if (refinePlace(&place, 1))
+        if (refinePlace(&place))
             places->push_back(place);
     }
     keepDifferent(places);
-    for (size_t n = 0; n < std::min(size_t(mostRefined), places->size()); ++n)
-        refinePlace(&(*places)[n], 1);
+    for (size_t n = 0; n < std::min(size_t(mostRefined), places->size()); ++n) {
+        Place &place = (*places)[n];
+        if (place.rounds < 2 && place.squares < worthRefining * places->front().squares)
+            refinePlace(&place);
+    }
     keepDifferent(places);
 }
 

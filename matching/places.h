@@ -13,6 +13,7 @@ struct Place {
     Refined refined; ///< in the view's window, of the image that is compared
     cv::Mat predicted; ///< each block from the other colour's weights
     double squares = 0; ///< what the prediction leaves unexplained
+    int rounds = 0; ///< of refining that it has had
 
     Pose pose() const { return poseOf(refined.placing, view.window); }
 };
@@ -38,7 +39,7 @@ private:
     std::vector<Place> sharpened(const std::vector<Place> &coarse);
     std::vector<Place> placesAround(const Place &best) const;
     bool isWithinReach(const Place &place) const;
-    bool refinePlace(Place *place, int rounds) const;
+    bool refinePlace(Place *place) const;
     void refineAll(const std::vector<Place> &unrefined, std::vector<Place> *places) const;
 
     const Design &m_design;

@@ -19,10 +19,11 @@ public:
     /// How well the image's field, its centre at the middle of the picture, lies with that centre
     /// at each pixel.
     cv::Mat correlate(const cv::Mat &turnedField, double imageEnergy) const;
-    cv::Size size() const { return m_spectrum.size(); }
+    cv::Size size() const { return m_scale.size(); }
 
 private:
-    cv::Mat m_spectrum, m_scale;
+    cv::Mat m_spectra[2]; // of the field's two parts
+    cv::Mat m_scale;
 };
 
 Terrain::Terrain(const cv::Mat &field, cv::Size image)
@@ -30,10 +31,10 @@ Terrain::Terrain(const cv::Mat &field, cv::Size image)
     const cv::Size size(cv::getOptimalDFTSize(field.cols), cv::getOptimalDFTSize(field.rows));
     cv::Mat padded(size, CV_32FC2, cv::Scalar::all(0));
     field.copyTo(padded(cv::Rect({}, field.size())));
-    cv::dft(padded, m_spectrum);
-
     cv::Mat parts[2], energy, around;
     cv::split(padded, parts);
+    for (int n = 0; n < 2; ++n)
+        cv::dft(parts[n], m_spectra[n]);
     energy = parts[0].mul(parts[0]) + parts[1].mul(parts[1]);
     cv::boxFilter(energy, around, CV_32F, image, { -1, -1 }, false, cv::BORDER_CONSTANT);
     // Where the design has next to nothing, noise would decide.
@@ -44,11 +45,15 @@ Terrain::Terrain(const cv::Mat &field, cv::Size image)
 
 cv::Mat Terrain::correlate(const cv::Mat &turnedField, double imageEnergy) const
 {
-    cv::Mat spectrum, product, correlation, real;
-    cv::dft(turnedField, spectrum);
-    cv::mulSpectrums(m_spectrum, spectrum, product, 0, true);
-    cv::dft(product, correlation, cv::DFT_INVERSE | cv::DFT_SCALE);
-    cv::extractChannel(correlation, real, 0);
+    // The real part of the correlation is all that counts: that of both parts together.
+    cv::Mat parts[2], spectrum, product, sum, real;
+    cv::split(turnedField, parts);
+    for (int n = 0; n < 2; ++n) {
+        cv::dft(parts[n], spectrum);
+        cv::mulSpectrums(m_spectra[n], spectrum, product, 0, true);
+        sum = n == 0 ? product.clone() : cv::Mat(sum + product);
+    }
+    cv::dft(sum, real, cv::DFT_INVERSE | cv::DFT_SCALE | cv::DFT_REAL_OUTPUT);
     cv::Mat centred(real.size(), real.type());
     const int middle = real.cols / 2;
     for (int y = 0; y < real.rows; ++y) {

@@ -1,4 +1,4 @@
-#include "matching/find.h"
+#include "matching/check.h"
 
 #include <QtTest>
 
@@ -27,7 +27,23 @@ class TestMatching : public QObject {
 private slots:
     void findsOrRefuses_data();
     void findsOrRefuses();
+    void checks_data();
+    void checks();
 };
+
+// An image of what lies there, inverted and noisy.
+static cv::Mat photograph(bool repetitive, const Pose &truth)
+{
+    const Window window { truth.centre + cv::Point2d(-200, 200), 1, { 400, 400 } };
+    cv::Mat image, noise(256, 256, CV_8U), matrix;
+    const cv::Matx22d axes = placingOf(truth, window).axes;
+    const cv::Vec2d corner = cv::Vec2d(199.5, 199.5) - axes * cv::Vec2d(127.5, 127.5);
+    cv::hconcat(cv::Mat(axes), cv::Mat(corner), matrix);
+    cv::warpAffine(draw(repetitive, window).front(), image, matrix, noise.size(),
+                   cv::INTER_LINEAR | cv::WARP_INVERSE_MAP);
+    cv::RNG(3).fill(noise, cv::RNG::UNIFORM, 0, 60);
+    return 200 - image * 0.5 - noise;
+}
 
 void TestMatching::findsOrRefuses_data()
 {
@@ -42,16 +58,7 @@ void TestMatching::findsOrRefuses()
     QFETCH(QString, word);
     const bool repetitive = word == "two places alike";
     const Pose truth = makePose({ 12.4, -31.7 }, 0.99, 0.025);
-    const Window window { truth.centre + cv::Point2d(-200, 200), 1, { 400, 400 } };
-    cv::Mat image, noise(256, 256, CV_8U);
-    const cv::Matx22d axes = placingOf(truth, window).axes;
-    const cv::Vec2d corner = cv::Vec2d(199.5, 199.5) - axes * cv::Vec2d(127.5, 127.5);
-    cv::Mat matrix;
-    cv::hconcat(cv::Mat(axes), cv::Mat(corner), matrix);
-    cv::warpAffine(draw(repetitive, window).front(), image, matrix, noise.size(),
-                   cv::INTER_LINEAR | cv::WARP_INVERSE_MAP);
-    cv::RNG(3).fill(noise, cv::RNG::UNIFORM, 0, 60);
-    image = 200 - image * 0.5 - noise; // inverted
+    cv::Mat image = photograph(repetitive, truth);
     Start start { makePose({}, 1, 0), 45, 0.035, 0.02 };
     Options options;
     options.cancelled = [&] { return word == "cancelled"; };
@@ -68,6 +75,47 @@ void TestMatching::findsOrRefuses()
     QVERIFY(word == "mirrored" || matching::word(match.refusal) == word);
     QVERIFY(!match.accepted() || cv::norm(match.pose.centre - truth.centre) < 0.15);
     QVERIFY(!match.accepted() || std::abs(match.pose.turn() - 0.025) < 0.001);
+}
+
+void TestMatching::checks_data()
+{
+    QTest::addColumn<double>("right");
+    QTest::addColumn<double>("up");
+    QTest::addColumn<QString>("word");
+    QTest::newRow("in place") << 0. << 0. << "";
+    QTest::newRow("8192 pixels") << 3. << 2. << "";
+    QTest::newRow("beside, not square") << 5. << -4. << "";
+    QTest::newRow("out of reach") << 60. << 25. << "does not fit";
+    QTest::newRow("one grey") << 0. << 0. << "empty";
+    QTest::newRow("one pixel") << 0. << 0. << "bad image";
+    QTest::newRow("not a number") << std::nan("") << 0. << "bad start";
+    QTest::newRow("nothing drawn") << 0. << 0. << "no shapes";
+}
+
+void TestMatching::checks()
+{
+    QFETCH(double, right);
+    QFETCH(double, up);
+    QFETCH(QString, word);
+    const Pose truth = makePose({ 12.4, -31.7 }, 0.99, 0.025);
+    cv::Mat image = photograph(false, truth);
+    Pose expected = truth;
+    expected.centre += cv::Point2d(right, up);
+    const int larger = right == 3 ? 32 : 1;
+    cv::resize(image, image, {}, larger, larger);
+    expected.axes *= 1. / larger;
+    if (right == 5) // the middle stays where it is
+        image = image(cv::Rect(0, 32, 256, 192));
+    if (word == "empty")
+        image = 7.;
+    if (word == "bad image")
+        image = cv::Mat(1, 1, CV_8U, 9.);
+    const Match match = check(image, [&](const Window &part) {
+        return word == "no shapes" ? std::vector<cv::Mat>() : draw(false, part);
+    }, expected, 8 * larger);
+    QCOMPARE(QString(matching::word(match.refusal)), word);
+    QVERIFY(!match.accepted() || cv::norm(match.pose.centre - truth.centre) < 0.25);
+    QVERIFY(!match.accepted() || match.errorPixels < 0.5 * larger);
 }
 
 QTEST_APPLESS_MAIN(TestMatching)

@@ -16,6 +16,7 @@ namespace {
 
 const double tileSize = 20000; // database units
 const double samplePixel = 80; // database units that are fine enough to tell how much is covered
+const int leastMark = 80000, mostMark = 130000; // database units across
 const int mostSamples = 4; // along each edge of a pixel
 
 QByteArray readShapes(const QString &layout)
@@ -82,6 +83,19 @@ QVector<const Chip::Shape *> Chip::shapesIn(const QRectF &area) const
     for (int number : numbers)
         shapes.append(&m_shapes.at(number));
     return shapes;
+}
+
+QVector<QPointF> Chip::landmarks() const
+{
+    QVector<QPointF> marks;
+    for (const Shape &shape : m_shapes) {
+        const QRect &bounds = shape.bounds;
+        if (shape.layer == m_layers && std::abs(bounds.width() - bounds.height()) < 10
+            && bounds.width() > leastMark && bounds.width() < mostMark
+            && (shape.polygon.size() == 8 || shape.polygon.size() == 12))
+            marks.append(QRectF(bounds).center());
+    }
+    return marks;
 }
 
 std::vector<cv::Mat> Chip::coverage(const matching::Window &window) const

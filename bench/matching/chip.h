@@ -18,6 +18,8 @@ public:
 
     QRectF bounds() const { return m_bounds; }
     int layers() const { return m_layers; }
+    /// Middles of the crosses and pads: large shapes of the top layer with as many corners.
+    QVector<QPointF> landmarks() const;
 
     /// As matching::Design.
     std::vector<cv::Mat> coverage(const matching::Window &window) const;
