@@ -1,6 +1,7 @@
 #include "klayout/bridge.h"
 #include "klayout/clonefile.h"
 #include "klayout/host.h"
+#include "klayout/language.h"
 
 #include <QApplication>
 
@@ -26,9 +27,10 @@ static QMainWindow *mainWindow()
 const char *sem_start(const char *library, sem_event event)
 {
     QMainWindow *window = mainWindow();
+    speakUsersLanguage();
     if (!window || host)
-        return window ? kept("The microscope's image is already there.")
-                      : kept("There is no main window.");
+        return window ? kept(Host::tr("The microscope's image is already there."))
+                      : kept(Host::tr("There is no main window."));
     host = new Host(window, [event](const char *name, const QString &argument) {
         event(name, argument.toUtf8().constData());
     });

@@ -1,5 +1,6 @@
 #include "klayout/clonefile.h"
 
+#include <QCoreApplication>
 #include <QImageReader>
 #include <QImageWriter>
 
@@ -45,7 +46,7 @@ bool writeClone(const QString &file, const Clone &clone, QString *error)
     const bool grey = clone.image.allGray() && !clone.image.hasAlphaChannel();
     if (writer.write(grey ? clone.image.convertToFormat(QImage::Format_Grayscale8) : clone.image))
         return true;
-    *error = QStringLiteral("Cannot write %1: %2").arg(file, writer.errorString());
+    *error = QCoreApplication::translate("clones", "Cannot write %1: %2").arg(file, writer.errorString());
     return false;
 }
 
@@ -55,7 +56,7 @@ Clone readClone(const QString &file, QString *error)
     Clone clone;
     clone.image = reader.read();
     if (clone.image.isNull())
-        *error = QStringLiteral("Cannot read %1: %2").arg(file, reader.errorString());
+        *error = QCoreApplication::translate("clones", "Cannot read %1: %2").arg(file, reader.errorString());
     clone.time = QDateTime::fromString(clone.image.text(timeKey), Qt::ISODateWithMs);
     clone.design = clone.image.text(designKey);
     const QStringList m = clone.image.text(matrixKey).split(' ');

@@ -5,6 +5,7 @@ and tabs, and keeps clones as images of the layout."""
 import pya
 
 from .host import Host
+from .texts import tr
 
 host = None
 warning = None
@@ -24,7 +25,7 @@ def warn(text):
     global warning
     warning = pya.QTimer(pya.MainWindow.instance())
     warning.singleShot = True
-    warning.timeout = lambda: pya.MessageBox.warning("SEM image", text, pya.MessageBox.Ok)
+    warning.timeout = lambda: pya.MessageBox.warning(tr("SEM image"), text, pya.MessageBox.Ok)
     warning.start(0)
 
 

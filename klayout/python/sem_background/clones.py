@@ -5,6 +5,8 @@ import time
 
 import pya
 
+from .texts import tr
+
 FOLDER = "sem-clones"
 
 
@@ -63,8 +65,8 @@ def save(view, bridge, number):
     image = find(view, number)
     if not image:
         return
-    path = pya.FileDialog.ask_save_file_name("Save clone", os.path.basename(image.filename()),
-                                             "PNG images (*.png)")
+    path = pya.FileDialog.ask_save_file_name(tr("Save clone"), os.path.basename(image.filename()),
+                                             tr("PNG images (*.png)"))
     if path:
         path += "" if path.lower().endswith(".png") else ".png"
         m = image.matrix

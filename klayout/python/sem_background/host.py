@@ -4,6 +4,7 @@ import ctypes
 import pya
 
 from . import bridge, clones, shapes, tools
+from .texts import tr
 
 POLL_MS = 300
 COLLECT_S = 0.02  # at a time: the live image comes thirty times a second
@@ -107,7 +108,7 @@ class Host:
         view, trans = self.view, self.view.viewport_trans()
         upright = trans.angle == 0 and not trans.is_mirror()
         if not upright and self.upright:
-            self.on_message("There is no SEM image in a view that is turned or mirrored.")
+            self.on_message(tr("There is no SEM image in a view that is turned or mirrored."))
         self.upright = upright
         self.bridge.sem_set_view(trans.mag if upright else 0, trans.disp.x, trans.disp.y,
                                  view.viewport_width(), view.viewport_height())
@@ -142,7 +143,7 @@ class Host:
 
     def on_clone(self, _):
         if self.view is not None and not clones.add(self.view, self.bridge):
-            self.on_message("There is no live image to clone.")
+            self.on_message(tr("There is no live image to clone."))
         self.poll()
 
     def on_clone_show(self, argument):
@@ -166,8 +167,8 @@ class Host:
             return
         collection.step(COLLECT_S)
         if collection.has_too_many():
-            self.on_message("SEM: There are too many shapes around the image to compare it with;"
-                            " try a smaller view field or fewer layers.")
+            self.on_message(tr("SEM: There are too many shapes around the image to compare it with;"
+                               " try a smaller view field or fewer layers."))
         elif not collection.is_complete():
             self.collecting.start(0)
             return
@@ -181,7 +182,7 @@ class Host:
         self.window.message(text, MESSAGE_MS)
 
     def on_warning(self, text):
-        pya.MessageBox.warning("SEM image", text, pya.MessageBox.Ok)
+        pya.MessageBox.warning(tr("SEM image"), text, pya.MessageBox.Ok)
 
     HOLLOW = 1  # KLayout's fill pattern that is none
     SAVING = ("Session", "Layer Properties")  # in the titles of the dialogs that save patterns
@@ -227,7 +228,7 @@ class Host:
         changes = [(layer, wanted(key)) for key, layer in self.layers()
                    if wanted(key) is not None and layer.dither_pattern_(False) != wanted(key)]
         if changes:
-            self.view.transaction("SEM outlines")
+            self.view.transaction(tr("SEM outlines"))
             for layer, pattern in changes:
                 layer.dither_pattern = pattern
             self.view.commit()

@@ -1,23 +1,25 @@
 """Tools in the toolbar and entries in the menu."""
 import pya
 
+from .texts import marked, tr
+
 OFF, HAND, CLICKS = 0, 1, 2
 
 # mode: name, title, what the library calls it
 TOOLS = {
-    HAND: ("sem_hand", "SEM by hand", b"hand"),
-    CLICKS: ("sem_clicks", "SEM by two clicks", b"clicks"),
+    HAND: ("sem_hand", marked("SEM by hand"), b"hand"),
+    CLICKS: ("sem_clicks", marked("SEM by two clicks"), b"clicks"),
 }
 
 # name, title, shortcut (KLayout uses none of them), action
 ENTRIES = [
-    ("hand", "Move Image by Hand", "Shift+M", b"hand"),
-    ("clicks", "Move Image by Two Clicks", "Shift+C", b"clicks"),
-    ("find", "Find Image in Design", "Shift+F", b"find"),
-    ("bring_back", "Bring Back Stored Alignment", "Shift+B", b"bringBack"),
-    ("centre", "Centre View on Image", "Shift+I", b"centre"),
-    ("clone", "Clone Live Image", "Shift+K", b"clone"),
-    ("panels", "Show Panels", "", b"panels"),
+    ("hand", marked("Move Image by Hand"), "Shift+M", b"hand"),
+    ("clicks", marked("Move Image by Two Clicks"), "Shift+C", b"clicks"),
+    ("find", marked("Find Image in Design"), "Shift+F", b"find"),
+    ("bring_back", marked("Bring Back Stored Alignment"), "Shift+B", b"bringBack"),
+    ("centre", marked("Centre View on Image"), "Shift+I", b"centre"),
+    ("clone", marked("Clone Live Image"), "Shift+K", b"clone"),
+    ("panels", marked("Show Panels"), "", b"panels"),
 ]
 
 
@@ -43,7 +45,7 @@ class ToolFactory(pya.PluginFactory):
         self.mode, self.host = mode, host
         name, title, _ = TOOLS[mode]
         self.has_tool_entry = True
-        self.register(2000 + mode, name, title)
+        self.register(2000 + mode, name, tr(title))
 
     def create_plugin(self, manager, root, view):
         return Tool(self.mode, view, self.host)
@@ -52,11 +54,12 @@ class ToolFactory(pya.PluginFactory):
 def add_menu(window, act, tab):
     """The entries of the submenu "SEM Image" under "Tools"; returns them: they must be kept."""
     menu = window.menu()
-    menu.insert_menu("tools_menu.end", "sem_image", "SEM Image")
+    menu.insert_menu("tools_menu.end", "sem_image", tr("SEM Image"))
     kept = []
-    for name, title, shortcut, action in ENTRIES + [("tab", "Show Image in This Tab", "", None)]:
+    tab_entry = ("tab", marked("Show Image in This Tab"), "", None)
+    for name, title, shortcut, action in ENTRIES + [tab_entry]:
         entry = pya.Action()
-        entry.title, entry.shortcut = title, shortcut
+        entry.title, entry.shortcut = tr(title), shortcut
         entry.on_triggered(tab if action is None else lambda action=action: act(action))
         menu.insert_item("tools_menu.sem_image.end", name, entry)
         kept.append(entry)
