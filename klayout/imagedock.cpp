@@ -30,6 +30,7 @@ QWidget *ImageDock::buildPainting()
     m_order = new QComboBox;
     m_order->setObjectName("order");
     m_order->addItems({ tr("behind the layers"), tr("above the layers"), tr("multiplied") });
+    m_order->setAccessibleName(tr("order of image and layers"));
     m_order->setToolTip(tr("How the microscope's image and the layers are put together"));
     auto *outline = new QCheckBox(tr("outlines only"));
     outline->setObjectName("outlineOnly");
@@ -87,6 +88,7 @@ QWidget *ImageDock::buildClones()
     auto *grid = new QGridLayout(group);
     m_clones = new QListWidget;
     m_clones->setObjectName("clones");
+    m_clones->setAccessibleName(group->title());
     m_save = new QPushButton(tr("save as PNG\u2026"));
     m_remove = new QPushButton(tr("remove"));
     grid->addWidget(m_clones, 0, 0, 1, 2);

@@ -5,6 +5,15 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 tools=/usr/lib/qt5/bin
 
+# What shows a text takes none that lacks tr.
+shows='(set(Text|ToolTip|Title|WindowTitle|AccessibleName|PlaceholderText)|addItems?|warn|told|setNotice'
+shows+='|new Q(Label|PushButton|CheckBox|RadioButton|GroupBox))'
+if grep -rnE "$shows\\((\\{ *)?(QLatin1String\\(|QStringLiteral\\()?\"[A-Za-z]" --include='*.cpp' \
+    panel plugin hosting klayout; then
+    echo "shown without tr" >&2
+    exit 1
+fi
+
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cp translations/*.ts "$work"

@@ -567,6 +567,10 @@
         <source>In the tab “%1”</source>
         <translation>Im Reiter „%1“</translation>
     </message>
+    <message>
+        <source>order of image and layers</source>
+        <translation>Reihenfolge von Bild und Ebenen</translation>
+    </message>
 </context>
 <context>
     <name>semControlWidget</name>
