@@ -69,11 +69,14 @@ bool isControl(const QWidget *widget)
     return false;
 }
 
-/// A list's chosen text is not what it is for.
+/// Neither a list's chosen text nor the title of its group is what it is for.
 bool isNamed(QWidget *widget)
 {
     QAccessibleInterface *read = QAccessible::queryAccessibleInterface(widget);
-    return !widget->accessibleName().isEmpty() || !read->relations(QAccessible::Label).isEmpty()
+    for (const auto &relation : read->relations(QAccessible::Label))
+        if (relation.first->object()->inherits("QLabel"))
+            return true;
+    return !widget->accessibleName().isEmpty()
         || (widget->inherits("QAbstractButton") && !read->text(QAccessible::Name).isEmpty());
 }
 
