@@ -2,7 +2,8 @@
 # Installs the Debian packages that build and tests need, and those given, those that are missing only.
 set -euo pipefail
 
-packages=(g++ cmake ninja-build qtbase5-dev qttools5-dev-tools libpcap-dev zlib1g-dev pkg-config klayout fonts-dejavu-core
+packages=(g++ cmake ninja-build qtbase5-dev qttools5-dev-tools libpcap-dev zlib1g-dev pkg-config
+    klayout python3 fonts-dejavu-core
     tshark libopencv-imgproc-dev "$@")
 
 missing=()

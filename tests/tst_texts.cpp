@@ -1,7 +1,9 @@
 // Texts in other languages, and controls for those who see or point badly: the docks, with the library
 // in the one and the package's own controls in the other.
 #include "klayout/host.h"
+#include "klayout/language.h"
 
+#include <QAbstractButton>
 #include <QAbstractItemView>
 #include <QAbstractSlider>
 #include <QAbstractSpinBox>
@@ -97,6 +99,13 @@ private slots:
     void longerTextsAreNotCut();
     void tabReachesEveryControl_data() { longerTextsAreNotCut_data(); }
     void tabReachesEveryControl();
+    void firstLanguageIsSpoken(); // to the end
+public:
+    static void initMain()
+    {
+        qputenv("LANGUAGE", "de");
+        qputenv("LC_ALL", "de_DE.UTF-8");
+    }
 };
 
 void TestTexts::placesOfNumbersSurvive()
@@ -185,6 +194,14 @@ void TestTexts::tabReachesEveryControl()
         QVERIFY2(isNamed(widget), name);
     }
     QCOMPARE(reached, wanted); // from top to bottom
+}
+
+void TestTexts::firstLanguageIsSpoken()
+{
+    klayout::speakUsersLanguage();
+    const Docks docks(0);
+    QCOMPARE(docks.window.findChild<QAbstractButton *>("connectButton")->text(), QString("verbinden"));
+    QCOMPARE(docks.window.findChild<QAbstractButton *>("outlineOnly")->text(), QString("nur Umrisse"));
 }
 
 QTEST_MAIN(TestTexts)
