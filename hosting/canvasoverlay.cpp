@@ -44,11 +44,12 @@ void CanvasOverlay::setCanvas(QWidget *canvas)
             widget->update();
     if (m_canvas) {
         m_canvas->removeEventFilter(this);
-        m_canvas->setAttribute(Qt::WA_OpaquePaintEvent, false);
+        m_canvas->setAttribute(Qt::WA_OpaquePaintEvent, m_isOpaque);
     }
     m_canvas = canvas;
     m_designOff = false;
     m_picture = QImage();
+    m_isOpaque = canvas && canvas->testAttribute(Qt::WA_OpaquePaintEvent);
     if (canvas)
         canvas->installEventFilter(this);
 }
@@ -110,9 +111,9 @@ bool CanvasOverlay::eventFilter(QObject *watched, QEvent *event)
         return handleInput(event);
     // What would be painted below it costs a tenth of all, thirty times a second.
     const bool wasOpaque = m_canvas->testAttribute(Qt::WA_OpaquePaintEvent);
-    m_canvas->setAttribute(Qt::WA_OpaquePaintEvent, showsAnything());
+    m_canvas->setAttribute(Qt::WA_OpaquePaintEvent, m_isOpaque || showsAnything());
     if (!showsAnything()) {
-        if (wasOpaque)
+        if (wasOpaque && !m_isOpaque)
             m_canvas->update();
         m_picture = QImage();
         m_covered = QRect();

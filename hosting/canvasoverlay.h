@@ -95,6 +95,7 @@ private:
     QVector<ErrorContour> m_contours;
     bool m_contoursShown = false;
     QPointer<QWidget> m_canvas;
+    bool m_isOpaque = false; ///< the canvas by itself: it paints all of its area
     DrawingStyle m_style;
     QColor m_ground;
     QPointF m_samplingOffset;

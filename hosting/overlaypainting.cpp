@@ -219,10 +219,11 @@ void CanvasOverlay::keepPicture(const QRegion &region, QPaintEvent *event)
     if (m_picture.size() != size) {
         m_picture = QImage(size, QImage::Format_RGB32);
         m_picture.fill(ground());
-        QPainter(m_canvas).fillRect(m_canvas->rect(), m_canvas->palette().window());
         if (region != m_canvas->rect())
             m_canvas->update(); // the rest of it
     }
+    // Not every canvas paints all of itself, and nothing was painted below it.
+    QPainter(m_canvas).fillRect(region.boundingRect(), m_canvas->palette().window());
     m_painting = true;
     QCoreApplication::sendEvent(m_canvas, event);
     m_painting = false;
