@@ -44,7 +44,8 @@ public:
     /// assumption tell, and its surroundings, where nothing must look the same. Empty if there is
     /// no live image to look for.
     QRectF lookAround();
-    /// Looks there; the image counts as it lay then. Emits finished() later on, unless cancelled. One search at a time: another one is cancelled.
+    /// Looks there; the image counts as it lay then. Emits finished() later on, unless cancelled.
+    /// One search at a time: another one is cancelled.
     void find(const LayerShapes &shapes);
     void cancel();
     bool isBusy() const { return m_thread != nullptr; }
