@@ -77,7 +77,6 @@ private slots:
     void stageGoesWhereTheUserLooks();
     void doubtfulPairsAreAskedAbout();
     void canvasShowsWhatThePlaceRestsOn();
-    void silenceIsNoticed();
     void slowFrameIsFollowed();
 };
 
@@ -268,27 +267,6 @@ void TestTrust::canvasShowsWhatThePlaceRestsOn()
     lab.microscope.dropConnections();
     QVERIFY(lab.says("not connected since"));
     QVERIFY(brightness() < 0x30);
-}
-
-// First the frame stands still while the connection lives on; then there is one that never answers.
-void TestTrust::silenceIsNoticed()
-{
-    Watched lab;
-    SPIN_VERIFY(lab.background.isShown() && lab.microscope.data);
-    lab.scanRows(0, lab.pixels);
-    QVERIFY(lab.says("not aligned") && lab.line->isLive());
-    lab.microscope.answers.clear();
-    QVERIFY(lab.says("no new data for"));
-    QVERIFY(!lab.line->isLive());
-    QVERIFY(lab.act("disconnect") && lab.says("not connected since"));
-    lab.microscope.forget();
-    lab.press("connectButton");
-    QVERIFY(lab.says("accepts connections at port " + QString::number(lab.microscope.port())
-                     + ", but does not answer"));
-    // Nothing was asked of it but what opens the conversation.
-    const QStringList sent = lab.microscope.commands();
-    QVERIFY(!sent.filter("TcpRegDataPort").isEmpty());
-    QCOMPARE(sent.filter(QRegularExpression("^(?!TcpRegDataPort|DtEnumDetectors)")), QStringList());
 }
 
 void TestTrust::slowFrameIsFollowed()
