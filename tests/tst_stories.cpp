@@ -52,9 +52,10 @@ struct Host {
     LiveWatch live{ &session, &background };
     StatusLine line{ &session, &background, &live };
     QStringList questions;
+    bool answer = false;
     PairGuard guard{ &session, [this](const QString &question) {
                         questions << question;
-                        return false;
+                        return answer;
                     } };
 
     explicit Host(const QString &port)
@@ -124,6 +125,25 @@ private slots:
         const QStringList moves = microscope.commands("StgMoveTo");
         QVERIFY2(moves.size() == 1 && !moves.first().contains("StgMoveTo 0 0"),
                  qPrintable(moves.join('\n')));
+    }
+    /// A row that is aligned again 1.6 mm off: the line says it, and goes on saying it.
+    void wrongPairIsRejected()
+    {
+        Microscope microscope;
+        Host host(microscope.port);
+        host.click("connectButton");
+        QVERIFY(host.says("not aligned"));
+        QVERIFY(host.align("align1", { 0.1, 0.1 }) && host.align("align2", { 0.7, 0.2 }));
+        host.answer = true;
+        host.click("align2");
+        QTRY_VERIFY_WITH_TIMEOUT(!host.session.isStageMoving(), patienceMs);
+        host.background.setPlacement(host.background.placement().moved({ 1.6e6, 0 }));
+        host.click("align2");
+        QVERIFY(host.says("the pairs do not fit: pair 1 alone"));
+        QTRY_COMPARE_WITH_TIMEOUT(host.session.panel()->status(), QString("scanning..."),
+                                  patienceMs);
+        QVERIFY(host.line.text().contains("the pairs do not fit"));
+        QVERIFY(host.questions.join('\n').contains("moved by 1.6 mm"));
     }
     void nearlyALineIsAskedAbout()
     {
